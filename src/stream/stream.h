@@ -1,0 +1,148 @@
+// Stream: one interface over a file, the caller's memory and the caller's callbacks.
+#pragma once
+
+#include <cstdio>
+
+#include "wbx.h"
+
+#include "api/types.h"
+
+namespace wbx {
+
+// Multi-byte reads deliver big-endian values in host order. No operation reports a failure: ask
+// isGood or isEof afterwards. `position` is the stream's own count from the start of the source.
+class Stream {
+ public:
+  enum Type : i32 { kFile = 2, kMemory = 4, kCustom = 5 };
+
+  Stream() = default;
+  Stream(const Stream&) = delete;
+  Stream& operator=(const Stream&) = delete;
+  virtual ~Stream() = default;
+
+  [[nodiscard]] virtual i32 type() const = 0;
+  [[nodiscard]] virtual bool isGood() const = 0;
+  [[nodiscard]] virtual bool isOpen() const = 0;
+  [[nodiscard]] virtual bool isEof() const = 0;
+  virtual void readF32(f32* value) = 0;
+  virtual void readU8(u8* value) = 0;
+  virtual void readU16(u16* value) = 0;
+  virtual void readU32(u32* value) = 0;
+  virtual void writeF32(f32 value) = 0;
+  virtual void writeU8(u8 value) = 0;
+  virtual void writeU16(u16 value) = 0;
+  virtual void writeU32(u32 value) = 0;
+  virtual i32 readBytes(void* buffer, u32 count) = 0;  // bytes delivered, or the callback's error
+  virtual i32 writeBytes(const void* buffer, u32 count) = 0;
+  [[nodiscard]] virtual bool isSeekable() const = 0;
+  [[nodiscard]] virtual u32 tell() const = 0;
+  virtual bool seek(u32 offset) = 0;
+  virtual void close() = 0;
+
+ protected:
+  u32 position_ = 0;
+};
+
+class FileStream final : public Stream {
+ public:
+  ~FileStream() override { FileStream::close(); }
+
+  [[nodiscard]] bool open(const char* path);
+
+  [[nodiscard]] i32 type() const override { return kFile; }
+  [[nodiscard]] bool isGood() const override;
+  [[nodiscard]] bool isOpen() const override { return source_ != nullptr; }
+  [[nodiscard]] bool isEof() const override;
+  void readF32(f32* value) override;
+  void readU8(u8* value) override;
+  void readU16(u16* value) override;
+  void readU32(u32* value) override;
+  void writeF32(f32 value) override;
+  void writeU8(u8 value) override;
+  void writeU16(u16 value) override;
+  void writeU32(u32 value) override;
+  i32 readBytes(void* buffer, u32 count) override;
+  i32 writeBytes(const void* buffer, u32 count) override;
+  [[nodiscard]] bool isSeekable() const override { return true; }
+  [[nodiscard]] u32 tell() const override { return position_; }
+  bool seek(u32 offset) override;
+  void close() override;
+
+  // Between the two, seek only notes a position and readBytes catches up with it, so that a walk
+  // over many skipped segments costs one real seek. The other reads are not for use inside.
+  void beginDeferred();
+  void endDeferred();
+
+ private:
+  std::FILE* source_ = nullptr;
+  bool deferred_ = false;
+  bool seekPending_ = false;
+};
+
+class MemoryStream final : public Stream {
+ public:
+  void open(const void* data, u32 size);
+
+  [[nodiscard]] i32 type() const override { return kMemory; }
+  [[nodiscard]] bool isGood() const override { return source_ != nullptr && !eof_; }
+  [[nodiscard]] bool isOpen() const override { return source_ != nullptr; }
+  [[nodiscard]] bool isEof() const override { return eof_; }
+  void readF32(f32* value) override;
+  void readU8(u8* value) override;
+  void readU16(u16* value) override;
+  void readU32(u32* value) override;
+  void writeF32(f32 value) override;
+  void writeU8(u8 value) override;
+  void writeU16(u16 value) override;
+  void writeU32(u32 value) override;
+  i32 readBytes(void* buffer, u32 count) override;
+  i32 writeBytes(const void* buffer, u32 count) override;
+  [[nodiscard]] bool isSeekable() const override { return true; }
+  [[nodiscard]] u32 tell() const override { return position_; }
+  bool seek(u32 offset) override;
+  void close() override;
+
+  // The bytes where they lie. Packet headers and code-block segments are read in place.
+  [[nodiscard]] const u8* data() const { return source_; }
+  [[nodiscard]] u32 size() const { return size_; }
+
+ private:
+  u8* source_ = nullptr;
+  u32 size_ = 0;
+  bool eof_ = false;
+};
+
+class CustomStream final : public Stream {
+ public:
+  ~CustomStream() override { CustomStream::close(); }
+
+  // Copies the record and asks the seek callback, if any, to go to 0: that decides isSeekable.
+  void open(void* user, const CustomCallbacks& callbacks);
+
+  [[nodiscard]] i32 type() const override { return kCustom; }
+  [[nodiscard]] bool isGood() const override { return !eof_; }
+  [[nodiscard]] bool isOpen() const override { return callbacks_.read != nullptr; }
+  [[nodiscard]] bool isEof() const override { return eof_; }
+  void readF32(f32* value) override;
+  void readU8(u8* value) override;
+  void readU16(u16* value) override;
+  void readU32(u32* value) override;
+  void writeF32(f32 value) override;
+  void writeU8(u8 value) override;
+  void writeU16(u16 value) override;
+  void writeU32(u32 value) override;
+  i32 readBytes(void* buffer, u32 count) override;
+  i32 writeBytes(const void* buffer, u32 count) override;
+  [[nodiscard]] bool isSeekable() const override { return seekable_; }
+  [[nodiscard]] u32 tell() const override { return position_; }
+  bool seek(u32 offset) override;
+  void close() override;
+
+ private:
+  void* source_ = nullptr;  // the caller's user value
+  bool eof_ = false;
+  bool seekable_ = false;
+  CustomCallbacks callbacks_ = {};
+};
+
+}  // namespace wbx
