@@ -118,7 +118,7 @@ struct MqDecoder {
 
  private:
   [[gnu::always_inline]] inline void renormalise(MqSource& source) {
-    const int shift = std::countl_zero(a);
+    const int shift = __builtin_clzll(a);  // a is never 0
     a <<= shift;
     c <<= shift;
     ct -= shift;
