@@ -1,13 +1,14 @@
 // The tile walk, for the two files that instantiate it.
 #pragma once
 
+#include "wbx.h"
+
 #include "api/logger.h"
 #include "engine/row_writer.h"
 #include "engine/synthesis.h"
 #include "engine/tile_engine.h"
 #include "engine/transfer.h"
 #include "engine/upscale.h"
-#include "wbx.h"
 
 namespace wbx {
 

@@ -15,7 +15,9 @@ struct BandPlace {
   i64 rowPitch;  // lanes from one row of the band to the next
   Rect rect;     // the subband's rectangle
 
-  [[nodiscard]] Lane* at(u16 x, u16 y) const { return first + (y - rect.y0) * rowPitch + (x - rect.x0); }
+  [[nodiscard]] Lane* at(u16 x, u16 y) const {
+    return first + (y - rect.y0) * rowPitch + (x - rect.x0);
+  }
 };
 
 // The sign-magnitude coefficient with its region of interest shifted back, and the point inside

@@ -38,7 +38,8 @@ struct WordFormat {
     return static_cast<u32>(std::clamp<i64>(v, 0, out.maxValue));
   }
 
-  // To the nearest integer, ties to even; beyond 32 bits to their ends, and 0 for what is no number.
+  // To the nearest integer, ties to even; beyond 32 bits to their ends, and 0 for what is no
+  // number.
   static i32 round(f32 f) {
     if (f >= 2147483648.0f) return std::numeric_limits<i32>::max();
     if (f >= -2147483648.0f) return static_cast<i32>(std::nearbyint(f));

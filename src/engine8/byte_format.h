@@ -87,9 +87,7 @@ struct ByteFormat {
         const i16 b4 = static_cast<i16>((static_cast<i16>(cb + 2)) >> 2);
         const i16 r4 = static_cast<i16>((static_cast<i16>(cr + 2)) >> 2);
         const i32 y = saturate(lanes[i] + kHalfAndShift);
-        const auto colour = [y](i32 t) {
-          return static_cast<i16>(y + saturate(t >> 6)) >> 6;
-        };
+        const auto colour = [y](i32 t) { return static_cast<i16>(y + saturate(t >> 6)) >> 6; };
         putColours(pixel, 4, colour(358 * r4), colour(-88 * b4 - 182 * r4), colour(453 * b4));
       } else {
         const i32 t = (lanes[i] + kHalfAndShift) * 16;

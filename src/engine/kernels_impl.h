@@ -1,0 +1,187 @@
+// The loops behind kernels.h. Included by one source file for each instruction set, which names
+// its own namespace, WBX_KERNEL_SET. No inline function from outside may be called here: the
+// linker would be free to keep the copy that the wrong processor cannot run.
+
+#include "engine/kernels.h"
+
+namespace wbx::WBX_KERNEL_SET {
+namespace {
+
+// 5-3 (T.800 F.3.8.2). Sums are formed in 32 bits, and what is kept has the width of the lane and
+// wraps.
+inline i32 add(i32 x, i32 y) {
+  return static_cast<i32>(static_cast<u32>(x) + static_cast<u32>(y));
+}
+inline i32 subtract(i32 x, i32 y) {
+  return static_cast<i32>(static_cast<u32>(x) - static_cast<u32>(y));
+}
+// The even sample a between the odd ones on its two sides.
+template <class L>
+inline L liftEven(L a, L before, L behind) {
+  return static_cast<L>(subtract(a, add(add(before, behind), 2) >> 2));
+}
+// The odd sample b between the even results on its two sides.
+template <class L>
+inline L liftOdd(L b, L before, L behind) {
+  return static_cast<L>(add(b, add(before, behind) >> 1));
+}
+
+template <class L>
+void liftPairs53(const L* __restrict a, const L* __restrict b, i32 pairs, L* __restrict even,
+                 L* __restrict odd) {
+  for (i32 p = 1; p < pairs; ++p) even[p] = liftEven(a[p], b[p - 1], b[p]);
+  for (i32 p = 1; p + 1 < pairs; ++p) odd[p] = liftOdd(b[p], even[p], even[p + 1]);
+}
+
+template <class L>
+void liftColumns53(const L* __restrict a, const L* __restrict b, i32 columns,
+                   L* __restrict evenPrev, L* __restrict oddIn, L* __restrict evenOut,
+                   L* __restrict oddOut) {
+  for (i32 x = 0; x < columns; ++x) {
+    const L before = evenPrev[x], odd = oddIn[x];
+    const L lifted = liftEven(a[x], odd, b[x]);
+    evenOut[x] = before;
+    oddOut[x] = liftOdd(odd, before, lifted);
+    evenPrev[x] = lifted;
+    oddIn[x] = b[x];
+  }
+}
+
+// 9-7 in fixed point (T.800 F.3.8.1). The factors, their shifts and the order of the steps define
+// the result to the last bit: each factor meets the low 16 bits of its sum, as multiply-and-add
+// hardware takes it. The odd factor is 2 / K and not 1 / K, since the step sizes leave the gain of
+// the subbands out.
+inline i32 multiply(i32 v, i32 factor, i32 shift) {
+  return (static_cast<i16>(v) * factor) >> shift;
+}
+
+inline i32 scaleEven(i32 a) {
+  return multiply(a, 10077, 13);
+}  // K
+inline i32 scaleOdd(i32 b) {
+  return multiply(b, 13318, 13);
+}  // 2 / K
+inline i32 stepDelta(i32 e, i32 left, i32 right) {
+  return e + multiply(left + right, -7266, 14);
+}
+inline i32 stepGamma(i32 o, i32 left, i32 right) {
+  return o + multiply(left + right, -14465, 14);
+}
+// Four times beta, on a quarter of the sum.
+inline i32 stepBeta(i32 e, i32 left, i32 right) {
+  return e + multiply((left + right) >> 2, 1736, 13);
+}
+inline i32 stepAlpha(i32 o, i32 left, i32 right) {
+  return o + multiply(left + right, 12993, 13);
+}
+
+void liftPairs97Fixed(const i16* __restrict a, const i16* __restrict b, i32 pairs,
+                      i32* __restrict scratch, i16* __restrict even, i16* __restrict odd) {
+  i32* __restrict o = scratch;
+  i32* __restrict e1 = o + pairs;
+  i32* __restrict o1 = e1 + pairs;
+  i32* __restrict e2 = o1 + pairs;
+  for (i32 p = 0; p < pairs; ++p) o[p] = scaleOdd(b[p]);
+  for (i32 p = 1; p < pairs; ++p) e1[p] = stepDelta(scaleEven(a[p]), o[p - 1], o[p]);
+  for (i32 p = 1; p + 1 < pairs; ++p) o1[p] = stepGamma(o[p], e1[p], e1[p + 1]);
+  for (i32 p = 2; p + 1 < pairs; ++p) {
+    e2[p] = stepBeta(e1[p], o1[p - 1], o1[p]);
+    even[p] = static_cast<i16>(e2[p]);
+  }
+  for (i32 p = 2; p + 2 < pairs; ++p) odd[p] = static_cast<i16>(stepAlpha(o1[p], e2[p], e2[p + 1]));
+}
+
+void liftColumns97Fixed(const i16* __restrict a, const i16* __restrict b, i32 columns,
+                        i32* const state[4], i16* __restrict evenOut, i16* __restrict oddOut) {
+  i32* __restrict o = state[0];
+  i32* __restrict e1 = state[1];
+  i32* __restrict o1 = state[2];
+  i32* __restrict e2 = state[3];
+  for (i32 x = 0; x < columns; ++x) {
+    const i32 nextO = scaleOdd(b[x]);
+    const i32 nextE1 = stepDelta(scaleEven(a[x]), o[x], nextO);
+    const i32 nextO1 = stepGamma(o[x], e1[x], nextE1);
+    const i32 nextE2 = stepBeta(e1[x], o1[x], nextO1);
+    oddOut[x] = static_cast<i16>(stepAlpha(o1[x], e2[x], nextE2));
+    evenOut[x] = static_cast<i16>(e2[x]);
+    o[x] = nextO;
+    e1[x] = nextE1;
+    o1[x] = nextO1;
+    e2[x] = nextE2;
+  }
+}
+
+// 9-7 on floats. Each expression of a pair is evaluated in double precision and feeds the next one
+// unrounded; what the next pair sees of it is rounded to 32 bits. So the value on the right of a
+// sum comes as it is and the one on its left rounded. These expressions must not be contracted to
+// fused multiply-adds.
+constexpr f64 kEven = __builtin_bit_cast(f32, 0x3F9D7658);  // K
+constexpr f64 kOdd = __builtin_bit_cast(f32, 0x3FD019C3);   // 2 / K
+constexpr f64 kDelta = __builtin_bit_cast(f32, 0x3EE31355);
+constexpr f64 kGamma = __builtin_bit_cast(f32, 0x3F620676);
+constexpr f64 kBeta = __builtin_bit_cast(f32, 0x3D5901AE);
+constexpr f64 kAlpha = __builtin_bit_cast(f32, 0x3FCB0673);
+
+inline f64 rounded(f64 v) {
+  return static_cast<f32>(v);
+}
+
+void liftPairs97Float(const f32* __restrict a, const f32* __restrict b, i32 pairs,
+                      f64* __restrict scratch, f32* __restrict even, f32* __restrict odd) {
+  // Entry p of o1 and of e2 is what pair p computes, for the odd and even place before it.
+  f64* __restrict o = scratch;
+  f64* __restrict e1 = o + pairs;
+  f64* __restrict o1 = e1 + pairs;
+  f64* __restrict e2 = o1 + pairs;
+  for (i32 p = 0; p < pairs; ++p) o[p] = b[p] * kOdd;
+  for (i32 p = 1; p < pairs; ++p) e1[p] = a[p] * kEven - (o[p] + rounded(o[p - 1])) * kDelta;
+  for (i32 p = 2; p < pairs; ++p) {
+    o1[p] = rounded(o[p - 1]) - (e1[p] + rounded(e1[p - 1])) * kGamma;
+  }
+  for (i32 p = 3; p < pairs; ++p) {
+    e2[p] = rounded(e1[p - 1]) + (o1[p] + rounded(o1[p - 1])) * kBeta;
+    even[p - 1] = static_cast<f32>(e2[p]);
+  }
+  for (i32 p = 4; p < pairs; ++p) {
+    odd[p - 2] = static_cast<f32>(rounded(o1[p - 1]) + (e2[p] + rounded(e2[p - 1])) * kAlpha);
+  }
+}
+
+void liftColumns97Float(const f32* __restrict a, const f32* __restrict b, i32 columns,
+                        f32* const state[4], f32* __restrict evenOut, f32* __restrict oddOut) {
+  f32* __restrict o = state[0];
+  f32* __restrict e1 = state[1];
+  f32* __restrict o1 = state[2];
+  f32* __restrict e2 = state[3];
+  for (i32 x = 0; x < columns; ++x) {
+    const f64 nextO = b[x] * kOdd;
+    const f64 nextE1 = a[x] * kEven - (nextO + o[x]) * kDelta;
+    const f64 nextO1 = o[x] - (nextE1 + e1[x]) * kGamma;
+    const f64 nextE2 = e1[x] + (nextO1 + o1[x]) * kBeta;
+    oddOut[x] = static_cast<f32>(o1[x] + (nextE2 + e2[x]) * kAlpha);
+    evenOut[x] = e2[x];
+    o[x] = static_cast<f32>(nextO);
+    e1[x] = static_cast<f32>(nextE1);
+    o1[x] = static_cast<f32>(nextO1);
+    e2[x] = static_cast<f32>(nextE2);
+  }
+}
+
+template <class L>
+void interleave(const L* __restrict even, const L* __restrict odd, i32 pairs, L* __restrict out) {
+  for (i32 i = 0; i < pairs; ++i) {
+    out[2 * i] = even[i];
+    out[2 * i + 1] = odd[i];
+  }
+}
+
+}  // namespace
+
+extern const Kernels kSet;
+const Kernels kSet = {
+    WBX_KERNEL_SET_NAME, liftPairs53<i16>,   liftPairs53<i32>,   liftPairs97Fixed,
+    liftPairs97Float,    liftColumns53<i16>, liftColumns53<i32>, liftColumns97Fixed,
+    liftColumns97Float,  interleave<i16>,    interleave<i32>,    interleave<f32>,
+};
+
+}  // namespace wbx::WBX_KERNEL_SET
