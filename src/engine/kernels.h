@@ -41,6 +41,13 @@ struct Kernels {
   void (*interleave16)(const i16* even, const i16* odd, i32 pairs, i16* out);
   void (*interleave32)(const i32* even, const i32* odd, i32 pairs, i32* out);
   void (*interleaveF32)(const f32* even, const f32* odd, i32 pairs, f32* out);
+
+  // Coefficients of one stripe, a quad for each column, to lanes in four rows. A coefficient is
+  // taken with 2 fractional bits, its midpoint in them, and a 0 stays 0. The fixed-point ones are
+  // multiplied by `scale` and lose 12 bits; products and lanes wrap.
+  void (*transferFixed)(const u32* quads, i32 columns, u32 midpoint, u32 scale, i16* const rows[4]);
+  void (*transferInteger)(const u32* quads, i32 columns, i32* const rows[4]);
+  void (*transferFloat)(const u32* quads, i32 columns, u32 midpoint, f64 step, f32* const rows[4]);
 };
 
 [[nodiscard]] const Kernels& kernels();

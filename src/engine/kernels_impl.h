@@ -175,6 +175,47 @@ void interleave(const L* __restrict even, const L* __restrict odd, i32 pairs, L*
   }
 }
 
+// The coefficient with 2 fractional bits; the shift drops the sign and the top magnitude bit.
+inline i32 reconstructed(u32 coefficient, u32 midpoint) {
+  const u32 t = (coefficient << 2) | midpoint;
+  const u32 sign = static_cast<u32>(static_cast<i32>(coefficient) >> 31);
+  return static_cast<i32>((t ^ sign) - sign);
+}
+
+template <class L, class Lane>
+inline void transferQuads(const u32* __restrict quads, i32 columns, L* const rows[4],
+                          const Lane& lane) {
+  L* __restrict row0 = rows[0];
+  L* __restrict row1 = rows[1];
+  L* __restrict row2 = rows[2];
+  L* __restrict row3 = rows[3];
+  for (i32 x = 0; x < columns; ++x) {
+    row0[x] = lane(quads[4 * x]);
+    row1[x] = lane(quads[4 * x + 1]);
+    row2[x] = lane(quads[4 * x + 2]);
+    row3[x] = lane(quads[4 * x + 3]);
+  }
+}
+
+void transferFixed(const u32* quads, i32 columns, u32 midpoint, u32 scale, i16* const rows[4]) {
+  transferQuads(quads, columns, rows, [midpoint, scale](u32 v) {
+    const u32 product = static_cast<u32>(reconstructed(v, midpoint)) * scale;
+    const i16 lane = static_cast<i16>(static_cast<i32>(product) >> 12);
+    return v == 0 ? i16{0} : lane;
+  });
+}
+
+void transferInteger(const u32* quads, i32 columns, i32* const rows[4]) {
+  transferQuads(quads, columns, rows, [](u32 v) { return reconstructed(v, 0) >> 2; });
+}
+
+void transferFloat(const u32* quads, i32 columns, u32 midpoint, f64 step, f32* const rows[4]) {
+  transferQuads(quads, columns, rows, [midpoint, step](u32 v) {
+    const f32 lane = static_cast<f32>(reconstructed(v, midpoint) * step);
+    return v == 0 ? 0.0f : lane;
+  });
+}
+
 }  // namespace
 
 extern const Kernels kSet;
@@ -182,6 +223,7 @@ const Kernels kSet = {
     WBX_KERNEL_SET_NAME, liftPairs53<i16>,   liftPairs53<i32>,   liftPairs97Fixed,
     liftPairs97Float,    liftColumns53<i16>, liftColumns53<i32>, liftColumns97Fixed,
     liftColumns97Float,  interleave<i16>,    interleave<i32>,    interleave<f32>,
+    transferFixed,       transferInteger,    transferFloat,
 };
 
 }  // namespace wbx::WBX_KERNEL_SET

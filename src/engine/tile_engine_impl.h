@@ -152,9 +152,7 @@ i32 TileEngine<Traits>::decodeSubband(const Tile& tile, i32 component, i32 r, i3
         blocks.prepare(rect.width(), rect.height());
         const i32 code = blocks.decode(*block, *tile.stream);
         if (code != WBX_OK) return code;
-        transferBlock(blocks, rect.width(), rect.height(),
-                      Reconstruction(blocks.lastPlane(), band.roiShift), dequantizer, to,
-                      at.rowPitch);
+        transferBlock(blocks, rect.width(), rect.height(), dequantizer, to, at.rowPitch);
       }
     }
   }
