@@ -48,6 +48,27 @@ struct Kernels {
   void (*transferFixed)(const u32* quads, i32 columns, u32 midpoint, u32 scale, i16* const rows[4]);
   void (*transferInteger)(const u32* quads, i32 columns, i32* const rows[4]);
   void (*transferFloat)(const u32* quads, i32 columns, u32 midpoint, f64 step, f32* const rows[4]);
+
+  // Lanes to samples: level shift, rounding and clamp.
+  void (*bytes53)(const i16* lanes, i32 count, u8* out);
+  void (*bytes97)(const i16* lanes, i32 count, u8* out);
+  void (*words53)(const i32* lanes, i32 count, i32 levelShift, i32 maxValue, u16* out);
+  void (*words97)(const f32* lanes, i32 count, i32 levelShift, i32 maxValue, u16* out);
+  // To the nearest integers, ties to even, if all lanes are below 2^22; otherwise false.
+  bool (*roundSmall)(const f32* lanes, i32 count, i32* out);
+
+  // Inverse component transforms (T.800 G.2.2, G.3.2) of one row, from the lanes of component 0
+  // and the parked values of components 1 and 2.
+  void (*colours53Bytes)(const i16* y, const i16* u, const i16* v, i32 count, u8* red, u8* green,
+                         u8* blue);
+  void (*colours97BytesNarrow)(const i16* y, const i16* cb, const i16* cr, i32 count, u8* red,
+                               u8* green, u8* blue);
+  void (*colours97BytesWide)(const i16* y, const i16* cb, const i16* cr, i32 count, u8* red,
+                             u8* green, u8* blue);
+  void (*colours53Words)(const i32* y, const i32* u, const i32* v, i32 count, i32 levelShift,
+                         i32 maxValue, u16* red, u16* green, u16* blue);
+  void (*colours97Words)(const f32* y, const i32* cb, const i32* cr, i32 count, i32 levelShift,
+                         i32 maxValue, u16* red, u16* green, u16* blue);
 };
 
 [[nodiscard]] const Kernels& kernels();

@@ -216,14 +216,159 @@ void transferFloat(const u32* quads, i32 columns, u32 midpoint, f64 step, f32* c
   });
 }
 
+inline i32 clampTo(i32 v, i32 most) {
+  return v < 0 ? 0 : v > most ? most : v;
+}
+inline u8 clampByte(i32 v) {
+  return static_cast<u8>(clampTo(v, 255));
+}
+
+// Eight-bit samples: the level shift is 128; lanes of the 9-7 path have 6 fractional bits, and the
+// rounding half goes with the shift.
+constexpr i32 kShiftAndHalf = (128 << 6) + 32;
+
+void bytes53(const i16* __restrict lanes, i32 count, u8* __restrict out) {
+  for (i32 i = 0; i < count; ++i) out[i] = clampByte(static_cast<i16>(lanes[i] + 128));
+}
+
+void bytes97(const i16* __restrict lanes, i32 count, u8* __restrict out) {
+  for (i32 i = 0; i < count; ++i) out[i] = clampByte((lanes[i] + kShiftAndHalf) >> 6);
+}
+
+void words53(const i32* __restrict lanes, i32 count, i32 levelShift, i32 maxValue,
+             u16* __restrict out) {
+  for (i32 i = 0; i < count; ++i) {
+    out[i] = static_cast<u16>(clampTo(add(lanes[i], levelShift), maxValue));
+  }
+}
+
+// Rounds to nearest, ties to even, and clamps; what is no number gives 0. Between 2^23 and 2^24
+// floats are the integers, so the addition rounds.
+inline u16 roundWord(f32 v, f32 maxValue) {
+  constexpr f32 kIntegers = 8388608.0f;
+  const f32 positive = v > 0.0f ? v : 0.0f;
+  const f32 inside = positive < maxValue ? positive : maxValue;
+  return static_cast<u16>(static_cast<i32>((inside + kIntegers) - kIntegers));
+}
+
+void words97(const f32* __restrict lanes, i32 count, i32 levelShift, i32 maxValue,
+             u16* __restrict out) {
+  const f32 shift = static_cast<f32>(levelShift), most = static_cast<f32>(maxValue);
+  for (i32 i = 0; i < count; ++i) out[i] = roundWord(shift + lanes[i], most);
+}
+
+bool roundSmall(const f32* __restrict lanes, i32 count, i32* __restrict out) {
+  constexpr f32 kIntegers = 12582912.0f;  // 1.5 times 2^23: for either sign
+  constexpr f32 kLimit = 4194304.0f;
+  i32 large = 0;
+  for (i32 i = 0; i < count; ++i) {
+    const f32 v = lanes[i];
+    large |= !(v > -kLimit) | !(v < kLimit);
+    const f32 small = v > -kLimit && v < kLimit ? v : 0.0f;
+    out[i] = static_cast<i32>((small + kIntegers) - kIntegers);
+  }
+  return large == 0;
+}
+
+void colours53Bytes(const i16* __restrict y, const i16* __restrict u, const i16* __restrict v,
+                    i32 count, u8* __restrict red, u8* __restrict green, u8* __restrict blue) {
+  for (i32 i = 0; i < count; ++i) {
+    const i32 g = y[i] - ((u[i] + v[i]) >> 2) + 128;
+    red[i] = clampByte(g + v[i]);
+    green[i] = clampByte(g);
+    blue[i] = clampByte(g + u[i]);
+  }
+}
+
+// Chroma parked with 2 fractional bits.
+void colours97BytesNarrow(const i16* __restrict y, const i16* __restrict cb,
+                          const i16* __restrict cr, i32 count, u8* __restrict red,
+                          u8* __restrict green, u8* __restrict blue) {
+  for (i32 i = 0; i < count; ++i) {
+    const i32 t = (y[i] + kShiftAndHalf) * 16;
+    red[i] = clampByte((t + 358 * cr[i]) >> 10);
+    green[i] = clampByte((t - 88 * cb[i] - 182 * cr[i]) >> 10);
+    blue[i] = clampByte((t + 453 * cb[i]) >> 10);
+  }
+}
+
+// Chroma parked as whole lanes. Saturations and the wrapping sum are those of 16-bit arithmetic.
+inline i32 saturate16(i32 v) {
+  return v < -32768 ? -32768 : v > 32767 ? 32767 : v;
+}
+inline u8 wideColour(i32 luma, i32 chroma) {
+  return clampByte(static_cast<i16>(luma + saturate16(chroma >> 6)) >> 6);
+}
+
+void colours97BytesWide(const i16* __restrict y, const i16* __restrict cb, const i16* __restrict cr,
+                        i32 count, u8* __restrict red, u8* __restrict green, u8* __restrict blue) {
+  for (i32 i = 0; i < count; ++i) {
+    const i32 b = static_cast<i16>(cb[i] + 2) >> 2;
+    const i32 r = static_cast<i16>(cr[i] + 2) >> 2;
+    const i32 luma = saturate16(y[i] + kShiftAndHalf);
+    red[i] = wideColour(luma, 358 * r);
+    green[i] = wideColour(luma, -88 * b - 182 * r);
+    blue[i] = wideColour(luma, 453 * b);
+  }
+}
+
+void colours53Words(const i32* __restrict y, const i32* __restrict u, const i32* __restrict v,
+                    i32 count, i32 levelShift, i32 maxValue, u16* __restrict red,
+                    u16* __restrict green, u16* __restrict blue) {
+  for (i32 i = 0; i < count; ++i) {
+    const i32 g = add(subtract(y[i], add(u[i], v[i]) >> 2), levelShift);
+    red[i] = static_cast<u16>(clampTo(add(g, v[i]), maxValue));
+    green[i] = static_cast<u16>(clampTo(g, maxValue));
+    blue[i] = static_cast<u16>(clampTo(add(g, u[i]), maxValue));
+  }
+}
+
+void colours97Words(const f32* __restrict y, const i32* __restrict cb, const i32* __restrict cr,
+                    i32 count, i32 levelShift, i32 maxValue, u16* __restrict red,
+                    u16* __restrict green, u16* __restrict blue) {
+  constexpr f64 kRedCr = __builtin_bit_cast(f32, 0x3FB374BC);
+  constexpr f64 kGreenCb = __builtin_bit_cast(f32, 0x3EB031CF);
+  constexpr f64 kGreenCr = __builtin_bit_cast(f32, 0x3F36D1E1);
+  constexpr f64 kBlueCb = __builtin_bit_cast(f32, 0x3FE2D0E5);
+  const f32 shift = static_cast<f32>(levelShift), most = static_cast<f32>(maxValue);
+  for (i32 i = 0; i < count; ++i) {
+    const f64 luma = shift + y[i];
+    const f64 b = static_cast<f32>(cb[i]), r = static_cast<f32>(cr[i]);
+    red[i] = roundWord(static_cast<f32>(r * kRedCr + luma), most);
+    green[i] = roundWord(static_cast<f32>(luma - b * kGreenCb - r * kGreenCr), most);
+    blue[i] = roundWord(static_cast<f32>(b * kBlueCb + luma), most);
+  }
+}
+
 }  // namespace
 
 extern const Kernels kSet;
 const Kernels kSet = {
-    WBX_KERNEL_SET_NAME, liftPairs53<i16>,   liftPairs53<i32>,   liftPairs97Fixed,
-    liftPairs97Float,    liftColumns53<i16>, liftColumns53<i32>, liftColumns97Fixed,
-    liftColumns97Float,  interleave<i16>,    interleave<i32>,    interleave<f32>,
-    transferFixed,       transferInteger,    transferFloat,
+    WBX_KERNEL_SET_NAME,
+    liftPairs53<i16>,
+    liftPairs53<i32>,
+    liftPairs97Fixed,
+    liftPairs97Float,
+    liftColumns53<i16>,
+    liftColumns53<i32>,
+    liftColumns97Fixed,
+    liftColumns97Float,
+    interleave<i16>,
+    interleave<i32>,
+    interleave<f32>,
+    transferFixed,
+    transferInteger,
+    transferFloat,
+    bytes53,
+    bytes97,
+    words53,
+    words97,
+    roundSmall,
+    colours53Bytes,
+    colours97BytesNarrow,
+    colours97BytesWide,
+    colours53Words,
+    colours97Words,
 };
 
 }  // namespace wbx::WBX_KERNEL_SET

@@ -26,12 +26,11 @@ struct PixelRow {
 //
 // Format gives the leaf operations on bytes or words:
 //   Sample, kBytes         the output sample and its size
-//   convert<Lane>          lane to sample: level shift, rounding and clamp
-//   convertDoubled<Lane>   the same for a component of half width
-//   kTailPixels<Lane>      pixels that the last sample of a half-width row may fill behind its own
-//   parkedValue<Lane>      what of a lane is parked; park() stores it
+//   storePlain, park       a row of one component to its channel, or to its parked place
+//   convertDoubled         one sample of a component of half width
+//   tailPixels             pixels that the last sample of such a row may fill behind its own
 //   finishReversible, finishIrreversible   complete the pixels of component 0
-//   repeatsGrey, convertYcc, fillsFourth, multiply   the finishing stage
+//   kRepeatsGrey, convertsYcc, convertYcc, fillsFourth, kOpaque   what differs in the finishing
 template <class Format>
 class RowWriter {
  public:
