@@ -20,7 +20,7 @@ class PagedTable {
   void setCount(u32 count) {
     count_ = count;
     rootShift_ = kPageShift;
-    while (rootShift_ < 32 && (u64{count} >> rootShift_) > 1) rootShift_ += kFanShift;
+    while (u64{count} > u64{1} << rootShift_) rootShift_ += kFanShift;
   }
   [[nodiscard]] u32 count() const { return count_; }
 
