@@ -66,6 +66,8 @@ struct Decoder {
 
   // src/parse: the one pass of an open. Each returns 0 or an error code.
   [[nodiscard]] i32 parseHeaders();
+  [[nodiscard]] i32 handleMarker(CodingStyle& style);
+  [[nodiscard]] i32 parseCodingMarker(CodingStyle& style);
   [[nodiscard]] i32 parseSIZ();
   [[nodiscard]] i32 checkCompliance(const CodingStyle& codingStyle);
   [[nodiscard]] i32 parseSOT(i32 length);

@@ -78,6 +78,11 @@ struct CodingStyle {
   [[nodiscard]] i32 parseQuantization(Stream& stream, i32 length, bool isQcc);
   [[nodiscard]] i32 parseRGN(Stream& stream);
 
+  // At a tile's first SOD: every component has a step size for each of its subbands, and derived
+  // quantization is written out (T.800 E.1.1, with the exponent growing per resolution).
+  [[nodiscard]] bool hasEnoughStepSizes() const;
+  void finishQuantization();
+
   // The smallest number of resolutions among the components; 255 without any.
   [[nodiscard]] i32 smallestResolutions() const;
 };

@@ -58,10 +58,17 @@ class MetadataStore {
 
  private:
   [[nodiscard]] i32 readBoxHeader(Stream& stream);
+  [[nodiscard]] i32 parseFileType(Stream& stream);
+  [[nodiscard]] i32 parseCommonBox(Stream& stream, u32 box, bool* ends);
   [[nodiscard]] i32 parseColourSpec(Stream& stream);
   [[nodiscard]] i32 parseChannelDefinition(Stream& stream);
+  [[nodiscard]] i32 parseURL(Stream& stream);
   [[nodiscard]] i32 parseUUID(Stream& stream);
+  // Storing a box: its data read into the entry under construction, and that appended.
+  [[nodiscard]] i32 store(Stream& stream, i32 kind, i32 length);
   [[nodiscard]] bool readEntryData(Stream& stream, i32 kind, i32 length);
+  [[nodiscard]] bool allocateEntry(i32 kind, i32 length, i64 bytes);
+  void fillEntry(Stream& stream, u8* to, i32 length);
   [[nodiscard]] bool appendEntry();
 
   Arena& arena_;

@@ -112,6 +112,8 @@ class MemoryStream final : public Stream {
   // The bytes where they lie. Packet headers and code-block segments are read in place.
   [[nodiscard]] const u8* data() const { return source_; }
   [[nodiscard]] u32 size() const { return size_; }
+  // Behind bytes that were read in place; at most `size`.
+  void moveTo(u32 position) { position_ = position; }
 
  private:
   [[nodiscard]] u32 remaining() const;

@@ -74,7 +74,7 @@ class MqSource {
 // The registers of one coding pass. A pass holds one of these as a local, so that a, c and ct stay
 // in machine registers, and gives them back at its end.
 struct MqDecoder {
-  u64 a = 0;   // the interval, aligned with c; at least 2^63 between decisions
+  u64 a = 0;  // the interval, aligned with c; at least 2^63 between decisions
   u64 c = 0;
   i64 ct = 0;
 
@@ -118,7 +118,7 @@ struct MqDecoder {
 
  private:
   [[gnu::always_inline]] inline void renormalise(MqSource& source) {
-    const int shift = std::countl_zero(a);
+    const int shift = __builtin_clzll(a);  // a is never 0
     a <<= shift;
     c <<= shift;
     ct -= shift;
