@@ -199,7 +199,7 @@ i32 MetadataStore::parseColourSpec(Stream& stream) {
 i32 MetadataStore::parseChannelDefinition(Stream& stream) {
   channelCount_ = readU16(stream);
   logger.writeStamped(" >> Components: %u", unsigned{channelCount_});
-  for (u32 i = 0; i < channelCount_ && stream.isGood(); ++i) {
+  for (u32 i = 0; i < channelCount_; ++i) {
     const u16 channel = readU16(stream);
     const u16 type = readU16(stream);
     const u16 association = readU16(stream);
