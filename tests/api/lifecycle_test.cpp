@@ -1,3 +1,4 @@
+#include <cstdio>
 #include <cstring>
 #include <string>
 
@@ -45,7 +46,7 @@ TEST_F(LifecycleTest, ShutdownEndsTheLog) {
 }
 
 TEST_F(LifecycleTest, BuffersAreZeroedAndGoWithTheirOwner) {
-  int one, other;
+  const int one = 1, other = 2;
   auto* first = static_cast<u8*>(slaveList.buy(1000, &one));
   auto* second = static_cast<u8*>(slaveList.buy(1000, &one));
   auto* third = static_cast<u8*>(slaveList.buy(1000, &other));
@@ -61,15 +62,16 @@ TEST_F(LifecycleTest, BuffersAreZeroedAndGoWithTheirOwner) {
 
 // The address of the node stands in the line that a purchase writes.
 std::string nodeOf(const std::string& line) {
-  std::smatch found;
-  const std::regex form(
-      R"(\n\[\] ST: Slave bought: (0x[0-9a-f]+), \(0x[0-9a-f]+\) for 0x[0-9a-f]+)");
-  EXPECT_TRUE(std::regex_match(line, found, form)) << line;
-  return found[1];
+  void *node = nullptr, *buffer = nullptr, *owner = nullptr;
+  EXPECT_EQ(
+      std::sscanf(line.c_str(), "\n[] ST: Slave bought: %p, (%p) for %p", &node, &buffer, &owner),
+      3)
+      << line;
+  return line.substr(0, line.find(','));
 }
 
 TEST_F(LifecycleTest, NodesOfReleasedBuffersServeAnyOwnerAgain) {
-  int one, other;
+  const int one = 1, other = 2;
   const auto buy = [](const void* owner) {
     return nodeOf(logOf([&] { EXPECT_NE(slaveList.buy(10, owner), nullptr); }));
   };
@@ -87,7 +89,7 @@ TEST_F(LifecycleTest, NodesOfReleasedBuffersServeAnyOwnerAgain) {
 }
 
 TEST_F(LifecycleTest, ARefusedAllocationLeavesTheListAsItWas) {
-  int owner;
+  const int owner = 1;
   EXPECT_EQ(slaveList.buy(~size_t{0} / 2, &owner), nullptr);
   void* buffer = slaveList.buy(0, &owner);
   EXPECT_NE(buffer, nullptr) << "an empty picture is a picture";
@@ -95,7 +97,7 @@ TEST_F(LifecycleTest, ARefusedAllocationLeavesTheListAsItWas) {
 }
 
 TEST_F(LifecycleTest, ShutdownFreesBuffersAndTheListStaysUsable) {
-  int owner;
+  const int owner = 1;
   ASSERT_NE(slaveList.buy(100, &owner), nullptr);
   WBX_CloseLibrary();
   slaveList.release(&owner);

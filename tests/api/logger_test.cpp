@@ -24,10 +24,10 @@ TEST_F(LoggerTest, WritesNothingWhileItIsOff) {
 TEST_F(LoggerTest, FramesTheFile) {
   ASSERT_EQ(WBX_StartLogging(0, 0), WBX_OK);
   WBX_StopLogging();
-  const std::regex whole(
-      R"(\n\[\] PROGRAM: WBX-Codec ver 1\.9\n\n\[\] == STARTED on \[\d{4}/\d\d/\d\d \d\d:\d\d:\d\d\] ==)"
-      R"(\n\[\] == FINISHED ==========================\n)");
-  EXPECT_TRUE(std::regex_match(log(), whole)) << log();
+  EXPECT_EQ(digitsAlike(log()),
+            "\n[] PROGRAM: WBX-Codec ver d.d\n"
+            "\n[] == STARTED on [dddd/dd/dd dd:dd:dd] =="
+            "\n[] == FINISHED ==========================\n");
 }
 
 TEST_F(LoggerTest, RefusesToStartTwiceAndKeepsTheFile) {
@@ -88,9 +88,11 @@ TEST_F(LoggerTest, KeepsLinesOfThreadsWholeThroughStopsAndStarts) {
   }
   for (std::thread& writer : writers) writer.join();
   WBX_StopLogging();
-  const std::string rest =
-      std::regex_replace(log(), std::regex(R"(\n\[\] a line of some length(?=\n))"), "");
-  EXPECT_EQ(rest.find("a line"), std::string::npos);
+  const std::string text = log();
+  const std::string line = "\n[] a line of some length";
+  for (size_t at = 0; (at = text.find("a line", at)) != std::string::npos; ++at) {
+    ASSERT_EQ(text.compare(at - 4, line.size() + 1, line + '\n'), 0);
+  }
 }
 
 }  // namespace

@@ -50,7 +50,7 @@ TEST(MemoryStream, CutsAReadAtItsEnd) {
   MemoryStream stream;
   stream.open(kBytes, 10);
   ASSERT_TRUE(stream.seek(8));
-  u8 into[5] = {};
+  u8 into[10] = {};
   EXPECT_EQ(stream.readBytes(into, 5), 2);
   EXPECT_EQ(into[1], 10);
   EXPECT_EQ(into[2], 0);
