@@ -19,54 +19,9 @@ CodingStyle& codingStyleInForce(Decoder& decoder) {
                                    : decoder.mainCoding;
 }
 
-i32 skipSegment(Decoder& decoder) {
+i32 skipSegment(Stream& stream, u32 length) {
   logger.writeMore(" - skipping...");
-  const bool skipped = skipBytes(*decoder.stream, decoder.marker.length);
-  return skipped && decoder.stream->isGood() ? WBX_OK : WBX_ERROR_READ;
-}
-
-// The parameters of a tile are fixed once its tree is built from them (T.800 A.4.2 allows them in
-// its first tile-part only).
-i32 handleCodingMarker(Decoder& decoder, CodingStyle& style) {
-  if (inTilePartHeader(decoder) && decoder.tileTable.find(decoder.currentTile)->isBuilt())
-    return WBX_ERROR_CORRUPT;
-  switch (decoder.marker.code) {
-    case kCOD:
-      return style.parseCOD(*decoder.stream);
-    case kCOC:
-      return style.parseCOC(*decoder.stream);
-    default:
-      return style.parseQuantization(*decoder.stream, decoder.marker.length,
-                                     decoder.marker.code == kQCC);
-  }
-}
-
-i32 handleMarker(Decoder& decoder, CodingStyle& style) {
-  switch (decoder.marker.code) {
-    case kNul:
-      return decoder.metadata.parseJP2(*decoder.stream);
-    case kSOC:
-      return 0;
-    case kSIZ:
-      return decoder.parseSIZ();
-    case kCOD:
-    case kCOC:
-    case kQCD:
-    case kQCC:
-      return handleCodingMarker(decoder, style);
-    case kRGN:
-      return style.parseRGN(*decoder.stream);
-    case kCOM:
-      return decoder.metadata.parseCOM(*decoder.stream, decoder.marker.length);
-    case kSOT:
-      return decoder.parseSOT(decoder.marker.length);
-    case kSOD:
-      return decoder.parseSOD();
-    case kEOC:
-      return decoder.metadata.parseTrailingBoxes(*decoder.stream);
-    default:
-      return skipSegment(decoder);
-  }
+  return skipBytes(stream, length) && stream.isGood() ? WBX_OK : WBX_ERROR_READ;
 }
 
 }  // namespace
@@ -78,7 +33,7 @@ i32 Decoder::parseHeaders() {
     i32 code = marker.readMarker(*stream);
     if (code != 0) return code;
     if (!stream->isGood()) return WBX_ERROR_READ;
-    code = handleMarker(*this, style);
+    code = handleMarker(style);
     if (code != 0) return code;
     code = checkCompliance(style);
     if (code != 0) {
@@ -88,6 +43,48 @@ i32 Decoder::parseHeaders() {
     if (marker.code == kEOC) break;
   }
   return cancelled.load(std::memory_order_relaxed) ? WBX_ERROR_CANCELLED : WBX_OK;
+}
+
+i32 Decoder::handleMarker(CodingStyle& style) {
+  switch (marker.code) {
+    case kNul:
+      return metadata.parseJP2(*stream);
+    case kSOC:
+      return 0;
+    case kSIZ:
+      return parseSIZ();
+    case kCOD:
+    case kCOC:
+    case kQCD:
+    case kQCC:
+      return parseCodingMarker(style);
+    case kRGN:
+      return style.parseRGN(*stream);
+    case kCOM:
+      return metadata.parseCOM(*stream, marker.length);
+    case kSOT:
+      return parseSOT(marker.length);
+    case kSOD:
+      return parseSOD();
+    case kEOC:
+      return metadata.parseTrailingBoxes(*stream);
+    default:
+      return skipSegment(*stream, marker.length);
+  }
+}
+
+// The parameters of a tile are fixed once its tree is built from them, and the standard allows them
+// in its first tile-part only (T.800 A.6).
+i32 Decoder::parseCodingMarker(CodingStyle& style) {
+  if (inTilePartHeader(*this) && tileTable.find(currentTile)->isBuilt()) return WBX_ERROR_CORRUPT;
+  switch (marker.code) {
+    case kCOD:
+      return style.parseCOD(*stream);
+    case kCOC:
+      return style.parseCOC(*stream);
+    default:
+      return style.parseQuantization(*stream, marker.length, marker.code == kQCC);
+  }
 }
 
 }  // namespace wbx
