@@ -7,30 +7,26 @@
 namespace wbx::WBX_KERNEL_SET {
 namespace {
 
-// 5-3 (T.800 F.3.8.2). Sums are formed in 32 bits, and what is kept has the width of the lane and
-// wraps.
-inline i32 add(i32 x, i32 y) {
-  return static_cast<i32>(static_cast<u32>(x) + static_cast<u32>(y));
-}
+// 5-3 (T.800 F.3.8.2). Sums are formed in 32 bits; what is kept for the next pair has the width of
+// the lane and wraps. An odd sample sees the even result behind it, of its own step, unwrapped.
+inline i32 add(i32 x, i32 y) { return static_cast<i32>(static_cast<u32>(x) + static_cast<u32>(y)); }
 inline i32 subtract(i32 x, i32 y) {
   return static_cast<i32>(static_cast<u32>(x) - static_cast<u32>(y));
 }
 // The even sample a between the odd ones on its two sides.
-template <class L>
-inline L liftEven(L a, L before, L behind) {
-  return static_cast<L>(subtract(a, add(add(before, behind), 2) >> 2));
+inline i32 liftEven(i32 a, i32 before, i32 behind) {
+  return subtract(a, add(add(before, behind), 2) >> 2);
 }
 // The odd sample b between the even results on its two sides.
-template <class L>
-inline L liftOdd(L b, L before, L behind) {
-  return static_cast<L>(add(b, add(before, behind) >> 1));
-}
+inline i32 liftOdd(i32 b, i32 before, i32 behind) { return add(b, add(before, behind) >> 1); }
 
 template <class L>
 void liftPairs53(const L* __restrict a, const L* __restrict b, i32 pairs, L* __restrict even,
                  L* __restrict odd) {
-  for (i32 p = 1; p < pairs; ++p) even[p] = liftEven(a[p], b[p - 1], b[p]);
-  for (i32 p = 1; p + 1 < pairs; ++p) odd[p] = liftOdd(b[p], even[p], even[p + 1]);
+  for (i32 p = 1; p < pairs; ++p) even[p] = static_cast<L>(liftEven(a[p], b[p - 1], b[p]));
+  for (i32 p = 1; p + 1 < pairs; ++p) {
+    odd[p] = static_cast<L>(liftOdd(b[p], even[p], liftEven(a[p + 1], b[p], b[p + 1])));
+  }
 }
 
 template <class L>
@@ -39,10 +35,10 @@ void liftColumns53(const L* __restrict a, const L* __restrict b, i32 columns,
                    L* __restrict oddOut) {
   for (i32 x = 0; x < columns; ++x) {
     const L before = evenPrev[x], odd = oddIn[x];
-    const L lifted = liftEven(a[x], odd, b[x]);
+    const i32 lifted = liftEven(a[x], odd, b[x]);
     evenOut[x] = before;
-    oddOut[x] = liftOdd(odd, before, lifted);
-    evenPrev[x] = lifted;
+    oddOut[x] = static_cast<L>(liftOdd(odd, before, lifted));
+    evenPrev[x] = static_cast<L>(lifted);
     oddIn[x] = b[x];
   }
 }
