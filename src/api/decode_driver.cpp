@@ -60,7 +60,7 @@ void Decoder::settleOptions() {
   if (options.video == 2) options.video = chromaSubsampled ? 1 : 0;
   if (options.nomct != 0) {
     mainCoding.mct = kMctNone;
-    for (i32 i = 0; i < tileTable.total(); ++i) {
+    for (i32 i = 0; i < tileCount(); ++i) {
       Tile* tile = tileTable.find(i);
       if (tile != nullptr) tile->style.mct = kMctNone;
     }
@@ -136,7 +136,7 @@ i32 Decoder::decodeTiles() {
   const Rect picture = pictureAt(options.res_level);
   settleOptions();
 
-  for (i32 i = 0; i < tileTable.total(); ++i) {
+  for (i32 i = 0; i < tileCount(); ++i) {
     if (cancelled.load(std::memory_order_relaxed)) break;
     const i32 code = decodeTile(i, picture);
     if (code != WBX_OK) return code;

@@ -85,6 +85,8 @@ struct Decoder {
   explicit Decoder(Source source);
   ~Decoder();
 
+  // More tiles than 2^24 do not open.
+  [[nodiscard]] i32 tileCount() const { return static_cast<i32>(tileTable.total()); }
   // The rectangle of the picture at a level: that of the selected tiles, reduced.
   [[nodiscard]] Rect pictureAt(i32 level) const;
   [[nodiscard]] bool isDecodable(i32 tile) const;

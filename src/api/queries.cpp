@@ -23,7 +23,7 @@ i32 Decoder::resolutionCount() const {
   constexpr i32 kUnlimited = 255;
   i32 smallest = kUnlimited;
   bool anySelected = false;
-  for (i32 i = 0; i < tileTable.total(); ++i) {
+  for (i32 i = 0; i < tileCount(); ++i) {
     if (!tileTable.isSelected(i)) continue;
     anySelected = true;
     // A tile without a record never met a coding style and limits nothing.
@@ -34,7 +34,7 @@ i32 Decoder::resolutionCount() const {
 }
 
 i32 Decoder::selectTiles(i32 first, i32 last, bool state) {
-  const i32 total = tileTable.total();
+  const i32 total = tileCount();
   if (total < 1) return WBX_ERROR_TILE;
   first = std::max(first, 0);
   if (last < 0) last = total - 1;
