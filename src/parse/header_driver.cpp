@@ -1,23 +1,42 @@
-// The one pass over the file that an open makes, marker by marker.
+// The one pass of an open over all markers.
 #include "wbx.h"
 
 #include "api/decoder.h"
 #include "api/logger.h"
-#include "parse/stream_fields.h"
+#include "parse/fields.h"
 
 namespace wbx {
+
+namespace {
+
+bool inTilePartHeader(const Decoder& decoder) {
+  return decoder.marker.state == kPhaseTilePartHeader;
+}
+
+// In a tile-part header the tile's own parameters, else those of the whole image.
+CodingStyle& codingStyleInForce(Decoder& decoder) {
+  return inTilePartHeader(decoder) ? decoder.tileTable.find(decoder.currentTile)->style
+                                   : decoder.mainCoding;
+}
+
+i32 skipSegment(Stream& stream, u32 length) {
+  logger.writeMore(" - skipping...");
+  return skipBytes(stream, length) && stream.isGood() ? WBX_OK : WBX_ERROR_READ;
+}
+
+}  // namespace
 
 i32 Decoder::parseHeaders() {
   if (!stream->isGood()) return WBX_ERROR_READ;
   while (!cancelled.load(std::memory_order_relaxed)) {
-    // The record in force is chosen before the marker is read.
-    CodingStyle& style =
-        marker.state == kPhaseTilePartHeader ? tileTable.find(currentTile)->style : mainCoding;
-    if (const i32 code = marker.readMarker(*stream); code != WBX_OK) return code;
+    CodingStyle& style = codingStyleInForce(*this);
+    i32 code = marker.readMarker(*stream);
+    if (code != 0) return code;
     if (!stream->isGood()) return WBX_ERROR_READ;
-    if (const i32 code = handleMarker(style); code != WBX_OK) return code;
-    // SOT has made its tile current by now, but this marker stood before it.
-    if (const i32 code = checkCompliance(style); code != WBX_OK) {
+    code = handleMarker(style);
+    if (code != 0) return code;
+    code = checkCompliance(style);
+    if (code != 0) {
       logger.writeStamped("checkCompliance() failure!");
       return code;
     }
@@ -27,12 +46,11 @@ i32 Decoder::parseHeaders() {
 }
 
 i32 Decoder::handleMarker(CodingStyle& style) {
-  const i32 length = marker.length;
   switch (marker.code) {
     case kNul:
       return metadata.parseJP2(*stream);
     case kSOC:
-      return WBX_OK;
+      return 0;
     case kSIZ:
       return parseSIZ();
     case kCOD:
@@ -43,23 +61,22 @@ i32 Decoder::handleMarker(CodingStyle& style) {
     case kRGN:
       return style.parseRGN(*stream);
     case kCOM:
-      return metadata.parseCOM(*stream, length);
+      return metadata.parseCOM(*stream, marker.length);
     case kSOT:
-      return parseSOT(length);
+      return parseSOT(marker.length);
     case kSOD:
       return parseSOD();
     case kEOC:
       return metadata.parseTrailingBoxes(*stream);
     default:
-      logger.writeMore(" - skipping...");
-      stepOver(*stream, static_cast<u32>(length));
-      return stream->isGood() ? WBX_OK : WBX_ERROR_READ;
+      return skipSegment(*stream, marker.length);
   }
 }
 
+// The parameters of a tile are fixed once its tree is built from them, and the standard allows them
+// in its first tile-part only (T.800 A.6).
 i32 Decoder::parseCodingMarker(CodingStyle& style) {
-  // A tile's tree is built from what stood in its first tile-part header.
-  if (&style != &mainCoding && tileTable.find(currentTile)->isBuilt()) return WBX_ERROR_CORRUPT;
+  if (inTilePartHeader(*this) && tileTable.find(currentTile)->isBuilt()) return WBX_ERROR_CORRUPT;
   switch (marker.code) {
     case kCOD:
       return style.parseCOD(*stream);

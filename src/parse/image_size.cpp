@@ -1,161 +1,186 @@
-// SIZ (T.800 A.5.1), and the one test of what this decoder supports.
+// SIZ, and the test of what this decoder can decode.
 #include <algorithm>
 
 #include "wbx.h"
 
 #include "api/decoder.h"
 #include "api/logger.h"
-#include "parse/stream_fields.h"
+#include "parse/fields.h"
 
 namespace wbx {
+
 namespace {
 
 constexpr u32 kMaxCoordinate = 0xFFFF;
 constexpr i32 kMaxPrecision = 16;
-constexpr u8 kMaxWidthExp = 7, kMaxHeightExp = 6;
+constexpr i32 kMaxCblkWidthExp = 7;
+constexpr i32 kMaxCblkHeightExp = 6;
 
-struct Siz {
-  u32 x1, y1, x0, y0, tileWidth, tileHeight, tileX0, tileY0;
+// The eight numbers of SIZ in their order there, as wide as they stand there.
+struct GridFields {
+  u32 Xsiz, Ysiz, XOsiz, YOsiz, XTsiz, YTsiz, XTOsiz, YTOsiz;
+
+  [[nodiscard]] bool fit() const {
+    return std::max({Xsiz, Ysiz, XOsiz, YOsiz, XTOsiz, YTOsiz}) <= kMaxCoordinate;
+  }
 };
 
-Siz readSiz(Stream& stream) {
-  Siz siz;
-  for (u32* field : {&siz.x1, &siz.y1, &siz.x0, &siz.y0, &siz.tileWidth, &siz.tileHeight,
-                     &siz.tileX0, &siz.tileY0}) {
-    *field = readU32(stream);
+GridFields readGridFields(Stream& stream) {
+  GridFields f{};
+  for (u32* field :
+       {&f.Xsiz, &f.Ysiz, &f.XOsiz, &f.YOsiz, &f.XTsiz, &f.YTsiz, &f.XTOsiz, &f.YTOsiz})
+    stream.readU32(field);
+  return f;
+}
+
+// A tile beyond the largest coordinate covers what one of that size covers.
+u16 clipTileSize(u32 size) {
+  return static_cast<u16>(std::min(size, kMaxCoordinate));
+}
+
+void storeGrid(const GridFields& f, ImageHeader& image) {
+  const auto rect = [](u32 x0, u32 y0, u32 x1, u32 y1) {
+    return Rect{static_cast<u16>(x0), static_cast<u16>(y0), static_cast<u16>(x1),
+                static_cast<u16>(y1)};
+  };
+  image.image = rect(f.XOsiz, f.YOsiz, f.Xsiz, f.Ysiz);
+  image.tiles = rect(f.XTOsiz, f.YTOsiz, f.Xsiz, f.Ysiz);
+  image.tile = Rect{0, 0, clipTileSize(f.XTsiz), clipTileSize(f.YTsiz)};
+}
+
+u8 readSamplingStep(Stream& stream) {
+  return std::max<u8>(takeU8(stream), 1);
+}
+
+void readComponents(Stream& stream, ImageHeader& image) {
+  image.maxPrecision = 0;
+  for (i32 c = 0; c < image.components; ++c) {
+    ComponentInfo& info = image.component[c];
+    const u8 ssiz = takeU8(stream);
+    info.sgnd = ssiz >> 7;
+    info.prec = static_cast<u8>((ssiz & 0x3F) + 1);
+    info.hsamp = readSamplingStep(stream);
+    info.vsamp = readSamplingStep(stream);
+    image.maxPrecision = std::max<i32>(image.maxPrecision, info.prec);
   }
-  return siz;
 }
 
-void storeGeometry(const Siz& siz, ImageHeader& image) {
-  const auto narrow = [](u32 v) { return static_cast<u16>(std::min(v, kMaxCoordinate)); };
-  image.image = {narrow(siz.x0), narrow(siz.y0), narrow(siz.x1), narrow(siz.y1)};
-  image.tiles = {narrow(siz.tileX0), narrow(siz.tileY0), narrow(siz.x1), narrow(siz.y1)};
-  // A tile larger than any image is as good as the largest one.
-  image.tile = {0, 0, narrow(siz.tileWidth), narrow(siz.tileHeight)};
+bool precisionsAgree(const ImageHeader& image) {
+  return std::all_of(image.component, image.component + image.components,
+                     [&](const ComponentInfo& info) { return info.prec == image.maxPrecision; });
 }
 
-u32 dividedUp(u32 size, u32 step) {
-  return (size + step - 1) / step;
-}
-
-void logHeader(const ImageHeader& h) {
+void logHeader(const ImageHeader& image) {
   if (!logger.active()) return;
+  const Rect& i = image.image;
+  const Rect& t = image.tiles;
   logger.writeStamped(
-      " HEADER: caps=%x, image={%u,%u,%u,%u (%u x %u)}, tiles={%u,%u,%u,%u (%u x %u)}, "
-      "tile=(%u x %u), components=%u.",
-      unsigned{h.caps}, unsigned{h.image.x0}, unsigned{h.image.y0}, unsigned{h.image.x1},
-      unsigned{h.image.y1}, unsigned{h.image.width()}, unsigned{h.image.height()},
-      unsigned{h.tiles.x0}, unsigned{h.tiles.y0}, unsigned{h.tiles.x1}, unsigned{h.tiles.y1},
-      unsigned{h.tiles.width()}, unsigned{h.tiles.height()}, unsigned{h.tile.width()},
-      unsigned{h.tile.height()}, unsigned{h.components});
-  for (u32 i = 0; i < h.components; ++i) {
-    const ComponentInfo& c = h.component[i];
-    logger.writeStamped("  - Component[%u]: sgnd=%u, prec=%u, hsamp=%u, vsamp=%u, %u x %u", i,
-                        unsigned{c.sgnd}, unsigned{c.prec}, unsigned{c.hsamp}, unsigned{c.vsamp},
-                        dividedUp(h.image.width(), c.hsamp), dividedUp(h.image.height(), c.vsamp));
+      " HEADER: caps=%x, image={%u,%u,%u,%u (%u x %u)}, tiles={%u,%u,%u,%u (%u x %u)},"
+      " tile=(%u x %u), components=%u.",
+      image.caps, i.x0, i.y0, i.x1, i.y1, i.width(), i.height(), t.x0, t.y0, t.x1, t.y1, t.width(),
+      t.height(), image.tile.width(), image.tile.height(), image.components);
+  for (u32 c = 0; c < image.components; ++c) {
+    const ComponentInfo& info = image.component[c];
+    logger.writeStamped("  - Component[%u]: sgnd=%u, prec=%u, hsamp=%u, vsamp=%u, %u x %u", c,
+                        info.sgnd, info.prec, info.hsamp, info.vsamp,
+                        (u32{i.width()} + info.hsamp - 1) / info.hsamp,
+                        (u32{i.height()} + info.vsamp - 1) / info.vsamp);
   }
 }
 
-bool geometryIsSound(const ImageHeader& h) {
-  return !h.image.empty() && !h.tiles.empty() && h.tile.x1 != 0 && h.tile.y1 != 0 &&
-         h.tiles.x0 <= h.image.x0 && h.tiles.x0 + h.tile.x1 > h.image.x0 &&
-         h.tiles.y0 <= h.image.y0 && h.tiles.y0 + h.tile.y1 > h.image.y0 && h.components != 0;
+bool geometryHolds(const ImageHeader& header) {
+  const Rect& image = header.image;
+  const Rect& tiles = header.tiles;
+  const Rect& tile = header.tile;
+  return !image.empty() && !tiles.empty() && !tile.empty() &&
+         // The first tile must hold a part of the image.
+         tiles.x0 <= image.x0 && tiles.x0 + tile.x1 > image.x0 &&  //
+         tiles.y0 <= image.y0 && tiles.y0 + tile.y1 > image.y0 && header.components != 0;
 }
 
-i32 checkComponents(const ImageHeader& h, bool* chromaSubsampled) {
-  for (u32 i = 0; i < h.components; ++i) {
-    const ComponentInfo& c = h.component[i];
-    if (c.prec > kMaxPrecision) return WBX_ERROR_PRECISION;
-    if (c.sgnd != 0) return WBX_ERROR_SIGNED;
-    if (c.hsamp == 1 && c.vsamp == 1) {
-      *chromaSubsampled = false;
+// Component 0 may be sub-sampled only where no colour transform can use it.
+i32 checkComponents(const ImageHeader& image, bool& chromaSubsampled) {
+  for (i32 c = 0; c < image.components; ++c) {
+    const ComponentInfo& info = image.component[c];
+    if (info.prec > kMaxPrecision) return WBX_ERROR_PRECISION;
+    if (info.sgnd != 0) return WBX_ERROR_SIGNED;
+    if (info.hsamp == 1 && info.vsamp == 1) {
+      chromaSubsampled = false;
       continue;
     }
-    if (c.hsamp > 2 || c.vsamp > 2) return WBX_ERROR_SUBSAMPLING;
-    if (i == 0) {
-      if (h.components > 2) return WBX_ERROR_SUBSAMPLING;
-    } else if (h.components == 3 && c.vsamp == 1) {
-      *chromaSubsampled = true;
-    }
+    if (info.hsamp > 2 || info.vsamp > 2) return WBX_ERROR_SUBSAMPLING;
+    if (c == 0 && image.components > 2) return WBX_ERROR_SUBSAMPLING;
+    if (c != 0 && image.components == 3 && info.vsamp == 1) chromaSubsampled = true;
   }
-  return WBX_OK;
+  return 0;
 }
 
-i32 checkCodingStyle(const CodingStyle& style) {
-  const auto any = [&style](auto test) {
-    return std::any_of(style.component, style.component + style.components, test);
+template <class Test>
+bool anyComponent(const CodingStyle& style, Test test) {
+  return std::any_of(style.component, style.component + style.components, test);
+}
+
+i32 checkCoding(const CodingStyle& style) {
+  using Coding = const ComponentCoding&;
+  if (anyComponent(style, [](Coding c) { return (c.cblkStyle & kStyleLazy) != 0; }))
+    return WBX_ERROR_BYPASS;
+  if (anyComponent(style, [](Coding c) { return (c.cblkStyle & kStyleCausal) != 0; }))
+    return WBX_ERROR_CAUSAL;
+  if (anyComponent(style, [](Coding c) { return c.resolutions > kMaxResolutions; }))
+    return WBX_ERROR_RESOLUTION_LEVELS;
+  const auto tooLarge = [](Coding c) {
+    return c.cblkWidthExp > kMaxCblkWidthExp || c.cblkHeightExp > kMaxCblkHeightExp;
   };
-  using C = const ComponentCoding&;
-  if (any([](C c) { return (c.cblkStyle & kStyleLazy) != 0; })) return WBX_ERROR_BYPASS;
-  if (any([](C c) { return (c.cblkStyle & kStyleCausal) != 0; })) return WBX_ERROR_CAUSAL;
-  if (any([](C c) { return c.resolutions > kMaxResolutions; })) return WBX_ERROR_RESOLUTION_LEVELS;
-  if (any([](C c) { return c.cblkWidthExp > kMaxWidthExp || c.cblkHeightExp > kMaxHeightExp; }))
-    return WBX_ERROR_CODE_BLOCK_SIZE;
-  return WBX_OK;
+  return anyComponent(style, tooLarge) ? WBX_ERROR_CODE_BLOCK_SIZE : WBX_OK;
 }
 
 }  // namespace
 
 i32 Decoder::parseSIZ() {
-  image.caps = readU16(*stream);
-  const Siz siz = readSiz(*stream);
-  image.components = readU16(*stream);
+  stream->readU16(&image.caps);
+  const GridFields fields = readGridFields(*stream);
+  stream->readU16(&image.components);
   if (!stream->isGood()) return WBX_ERROR_READ;
   if (image.components > kMaxComponents) return WBX_ERROR_COMPONENTS;
-  for (const u32 coordinate : {siz.x0, siz.y0, siz.x1, siz.y1, siz.tileX0, siz.tileY0}) {
-    if (coordinate > kMaxCoordinate) return WBX_ERROR_TOO_LARGE;
-  }
-  storeGeometry(siz, image);
+  if (!fields.fit()) return WBX_ERROR_TOO_LARGE;
 
-  image.maxPrecision = 0;
-  image.bytesPerSample = 1;
-  for (u32 i = 0; i < image.components; ++i) {
-    ComponentInfo& c = image.component[i];
-    const u8 ssiz = readU8(*stream);
-    c.sgnd = ssiz >> 7;
-    c.prec = static_cast<u8>((ssiz & 0x3F) + 1);
-    c.hsamp = std::max<u8>(readU8(*stream), 1);
-    c.vsamp = std::max<u8>(readU8(*stream), 1);
-    image.maxPrecision = std::max<i32>(image.maxPrecision, c.prec);
-  }
-  for (u32 i = 0; i < image.components; ++i) {
-    if (image.component[i].prec != image.maxPrecision) return WBX_ERROR_PRECISION;
-  }
+  storeGrid(fields, image);
+  readComponents(*stream, image);
+  if (!precisionsAgree(image)) return WBX_ERROR_PRECISION;
   image.bytesPerSample = (image.maxPrecision + 7) >> 3;
   logHeader(image);
-  if (!geometryIsSound(image)) return WBX_ERROR_CORRUPT;
+  if (!geometryHolds(image)) return WBX_ERROR_CORRUPT;
 
   decodeRegion = image.image;
   mainCoding.components = image.components;
   tileTable.layOut(image);
-  logger.writeStamped(" Tiles: %u x %u = %u", static_cast<unsigned>(tileTable.across()),
-                      static_cast<unsigned>(tileTable.down()),
-                      static_cast<unsigned>(tileTable.total()));
-  if (tileTable.total() < 1) return WBX_ERROR_CORRUPT;
-  currentTile = 0;
+  const u32 total = static_cast<u32>(tileTable.total());
+  logger.writeStamped(" Tiles: %u x %u = %u", static_cast<u32>(tileTable.across()),
+                      static_cast<u32>(tileTable.down()), total);
+  if (static_cast<i32>(total) < 1) return WBX_ERROR_CORRUPT;
   return tileTable.create(arena);
 }
 
 i32 Decoder::checkCompliance(const CodingStyle& codingStyle) {
   switch (marker.code) {
     case kSIZ:
-      return checkComponents(image, &chromaSubsampled);
+      return checkComponents(image, chromaSubsampled);
     case kCOD:
       if (chromaSubsampled && mainCoding.mct == kMctNone) {
+        // Sub-sampled chroma without a transform is taken for luminance and colour differences.
         logger.writeStamped("NOTE: MCT overriden!");
         mainCoding.mct = mainCoding.kernel != kKernel97 ? kMctReversible : kMctIrreversible;
       }
-      return checkCodingStyle(codingStyle);
+      return checkCoding(codingStyle);
     case kCOC:
-      return checkCodingStyle(codingStyle);
+      return checkCoding(codingStyle);
     case kPOC:
       return WBX_ERROR_PROGRESSION_CHANGE;
     case kPPM:
     case kPPT:
       return WBX_ERROR_PACKED_HEADERS;
     default:
-      return WBX_OK;
+      return 0;
   }
 }
 

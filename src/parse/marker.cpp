@@ -1,24 +1,26 @@
 #include "parse/marker.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "wbx.h"
 
 #include "api/logger.h"
 
 namespace wbx {
+
 namespace {
 
 struct MarkerRow {
   char name[4];
   u8 code;
   bool hasLength;
-  u8 permitted;  // phases in which the marker may stand
-  u8 next;       // phase entered behind it; 0 leaves the phase
+  u8 permitted;  // the phases in which the marker may stand
+  u8 next;       // the phase that it leads to; 0 stays
 };
 
 constexpr u8 kAnyHeader = kPhaseMainHeader | kPhaseTilePartHeader;
 
-// The order of a codestream, and the only place that holds it. A JP2 file begins with zeros, and
-// the row for code 0 sends it to the box parser.
 constexpr MarkerRow kMarkerTable[] = {
     {"nul", kNul, false, kPhaseStart, 0},
     {"SOC", kSOC, false, kPhaseStart, kPhaseSiz},
@@ -41,35 +43,34 @@ constexpr MarkerRow kMarkerTable[] = {
     {"EOC", kEOC, false, kPhaseBetweenTileParts, kPhaseEnd},
 };
 
-const MarkerRow* findRow(u16 code) {
-  for (const MarkerRow& row : kMarkerTable) {
-    if (row.code == code) return &row;
-  }
-  return nullptr;
-}
+// A segment's length counts its own two bytes, and no segment of ours is empty.
+constexpr u16 kLengthFieldSize = 2;
 
 }  // namespace
 
 i32 MarkerState::readMarker(Stream& stream) {
-  constexpr u16 kLengthField = 2;
   length = 0;
+  // A word that cannot be read leaves the last code behind with its bytes reversed, a nul marker.
   stream.readU16(&code);
-  logger.writeStamped("[%04X]:", static_cast<unsigned>(code));
-  code &= 0xFF;  // the high byte is not tested
-  const MarkerRow* row = findRow(code);
-  if (row == nullptr) return WBX_ERROR_CORRUPT;
+  logger.writeStamped("[%04X]:", code);
+  code &= 0xFF;
+
+  const auto* row = std::find_if(std::begin(kMarkerTable), std::end(kMarkerTable),
+                                 [this](const MarkerRow& r) { return r.code == code; });
+  if (row == std::end(kMarkerTable)) return WBX_ERROR_CORRUPT;
   logger.writeMore(" \"%s\" marker", row->name);
   if ((row->permitted & state) == 0) {
     logger.writeStamped("This marker is not permitted here.");
     return WBX_ERROR_CORRUPT;
   }
   if (row->next != 0) state = row->next;
-  if (!row->hasLength) return WBX_OK;
+  if (!row->hasLength) return 0;
+
   stream.readU16(&length);
-  if (length <= kLengthField) return WBX_ERROR_CORRUPT;
-  length = static_cast<u16>(length - kLengthField);
-  logger.writeMore(", %d bytes", static_cast<int>(length));
-  return WBX_OK;
+  if (length <= kLengthFieldSize) return WBX_ERROR_CORRUPT;
+  length = static_cast<u16>(length - kLengthFieldSize);
+  logger.writeMore(", %d bytes", length);
+  return 0;
 }
 
 }  // namespace wbx

@@ -1,65 +1,63 @@
-// Tile-parts (T.800 A.4.2): SOT, and the packets behind SOD.
+// SOT, SOD and the packets of a tile-part (T.800 A.4.2, A.4.3).
 #include "wbx.h"
 
 #include "api/decoder.h"
 #include "api/logger.h"
-#include "parse/stream_fields.h"
+#include "parse/fields.h"
 
 namespace wbx {
+
 namespace {
 
-// A tile starts from the main header; a COD or QCD of its own then beats a COC or QCC from there.
-void inheritStyle(const CodingStyle& main, CodingStyle& tile) {
-  const u8 kernel = tile.kernel;
-  const CodingStyle own = tile;
-  tile = main;
-  tile.kernel = kernel;
-  for (u32 i = 0; i < kMaxComponents; ++i) {
-    if (i >= main.components) tile.component[i] = own.component[i];
-    tile.component[i].cocSeen = 0;
-    tile.component[i].qccSeen = 0;
-  }
+// From the first byte of the SOT marker to its payload.
+constexpr u32 kSegmentHeaderSize = 4;
+
+i32 prepareTile(Tile& tile, const ImageHeader& image) {
+  if (tile.style.codSeen == 0 || tile.style.qcdSeen == 0) return WBX_ERROR_CORRUPT;
+  if (!tile.style.hasEnoughStepSizes()) return WBX_ERROR_CORRUPT;
+  finishQuantization(tile);
+  return tile.build(image.component, image.components);
 }
 
 }  // namespace
 
 i32 Decoder::parseSOT(i32 length) {
-  const u16 index = readU16(*stream);
-  const u32 partLength = readU32(*stream);
-  const u8 part = readU8(*stream);
-  const u8 parts = readU8(*stream);
-  logger.writeStamped(" tile # %u, Len=%u, part %u of %u", unsigned{index}, partLength,
-                      unsigned{part}, unsigned{parts});
-  if (index >= tileTable.total()) return WBX_ERROR_CORRUPT;
-  Tile* tile = tileTable.obtain(index, arena);
+  const u16 isot = takeU16(*stream);
+  const u32 psot = takeU32(*stream);
+  const u8 tpsot = takeU8(*stream);
+  const u8 tnsot = takeU8(*stream);
+  logger.writeStamped(" tile # %u, Len=%u, part %u of %u", isot, psot, tpsot, tnsot);
+  if (isot >= tileTable.total()) return WBX_ERROR_CORRUPT;
+  Tile* tile = tileTable.obtain(isot, arena);
   if (tile == nullptr) return WBX_ERROR_MEMORY;
-  currentTile = index;
-  // Psot counts from the SOT marker, which lies the payload and two words back.
-  tile->partEnd = partLength == 0 ? 0 : stream->tell() + partLength - static_cast<u32>(length) - 4;
-  if (part != tile->partsSeen) return WBX_ERROR_CORRUPT;
-  if (tile->partsTotal != 0 && part > tile->partsTotal) return WBX_ERROR_CORRUPT;
-  if (tile->partsTotal == 0) tile->partsTotal = parts;
-  if (part == 0) inheritStyle(mainCoding, tile->style);
-  return WBX_OK;
+  currentTile = isot;
+
+  // Psot counts from the marker on. The sum wraps like the positions themselves.
+  tile->partEnd =
+      psot == 0 ? 0 : stream->tell() + psot - static_cast<u32>(length) - kSegmentHeaderSize;
+  if (tpsot != tile->partsSeen) return WBX_ERROR_CORRUPT;
+  if (tile->partsTotal != 0 && tpsot > tile->partsTotal) return WBX_ERROR_CORRUPT;
+  if (tile->partsTotal == 0) tile->partsTotal = tnsot;
+  if (tpsot == 0) tile->style.inherit(mainCoding);
+  return 0;
 }
 
 i32 Decoder::parseSOD() {
   Tile& tile = *tileTable.find(currentTile);
   if (!tile.isBuilt()) {
-    CodingStyle& style = tile.style;
-    if (!style.codSeen || !style.qcdSeen) return WBX_ERROR_CORRUPT;
-    if (!style.hasEnoughStepSizes()) return WBX_ERROR_CORRUPT;
-    style.finishQuantization();
-    if (const i32 code = tile.build(image.component, image.components); code != WBX_OK) return code;
+    const i32 code = prepareTile(tile, image);
+    if (code != 0) return code;
   }
   packetBits.attach(*stream);
   if (!packetBits.good()) return WBX_ERROR_READ;
-  while (!tile.iterator.done && !cancelled.load(std::memory_order_relaxed)) {
+
+  while (tile.iterator.done == 0 && !cancelled.load(std::memory_order_relaxed)) {
     if (tile.partEnd != 0 && stream->tell() >= tile.partEnd) break;
-    if (const i32 code = tile.readNextPacket(packetBits); code != WBX_OK) return code;
+    const i32 code = tile.readNextPacket(packetBits);
+    if (code != 0) return code;
   }
   ++tile.partsSeen;
-  return WBX_OK;
+  return 0;
 }
 
 }  // namespace wbx
