@@ -1,4 +1,4 @@
-// ScanlineWriter: where finished rows of samples go. The decode driver fills it for each tile.
+// ScanlineWriter: where finished rows of samples go.
 #pragma once
 
 #include "api/options.h"
@@ -6,17 +6,21 @@
 
 namespace wbx {
 
+// The decode driver fills it for each tile, but for the sub-sampling steps, which the engine sets
+// for each component. The row writers of the engines (row_writer.h) work on it.
 struct ScanlineWriter {
-  i32 colourTransform = 0;  // the tile's mct
+  i32 colourTransform = 0;  // the tile's mct; not 0: components 0, 1 and 2 go through its inverse
   i32 components = 0;       // of the tile
   u8* origin = nullptr;     // first byte of the tile's first pixel
-  i64 rowBytes = 0;         // bytes from row to row (pitch)
-  i32 pixelBytes = 0;       // bytes from pixel to pixel (bpp)
+  i64 rowBytes = 0;         // bytes from row to row
+  i32 pixelBytes = 0;       // bytes from pixel to pixel; room for all components
   i32 columnsLeft = 0;      // pixels from origin to the picture's right edge
-  i32 rowsLeft = 0;         // rows of the picture that the tile may touch, from origin on
+  i32 rowsLeft = 0;         // rows from origin to the picture's bottom edge
   i32 imageWidth = 0, imageHeight = 0;
-  i32 maxValue = 255;    // of the 16-bit engine: (1 << precision) - 1
-  i32 levelShift = 128;  // of the 16-bit engine: 1 << (precision - 1)
+  i32 maxValue = 255;    // 16-bit samples: (1 << precision) - 1
+  i32 levelShift = 128;  // 16-bit samples: 1 << (precision - 1)
+  i32 xStep = 1, yStep = 1;
+  const DecodeOptions* options = nullptr;
 };
 
 }  // namespace wbx

@@ -1,0 +1,195 @@
+// The tile walk, for the two files that instantiate it.
+#pragma once
+
+#include "wbx.h"
+
+#include "api/logger.h"
+#include "engine/row_writer.h"
+#include "engine/synthesis.h"
+#include "engine/tile_engine.h"
+#include "engine/transfer.h"
+#include "engine/upscale.h"
+
+namespace wbx {
+
+// Rows of a level below the last one stay in the plane, in their own place.
+template <class Traits>
+template <class K>
+struct TileEngine<Traits>::PlaneSink {
+  using Lane = typename K::Lane;
+  Level<Lane> level;
+
+  Lane* target(i32 y, Lane*) const { return level.row(y); }
+  void done(i32, const Lane*) const {}
+};
+
+// Rows of the last level go straight to the output.
+template <class Traits>
+template <class K>
+struct TileEngine<Traits>::WriterSink {
+  using Lane = typename K::Lane;
+  TileEngine& engine;
+  i32 component, width, height;
+
+  Lane* target(i32, Lane* scratch) const { return scratch; }
+  void done(i32 y, const Lane* lanes) const {
+    engine.template writeRow<K>(component, y, height, lanes, width);
+  }
+};
+
+template <class Traits>
+i32 TileEngine<Traits>::decodeTile(const Tile& tile) {
+  // Components 2 and 1 park their samples in the output pixels, and component 0 finishes them.
+  static constexpr i32 kOrders[kMaxComponents][kMaxComponents] = {
+      {0}, {0, 1}, {2, 1, 0}, {2, 1, 0, 3}};
+  for (i32 i = 0; i < context.components; ++i) {
+    const i32 n = kOrders[context.components - 1][i];
+    const i32 code = tile.style.component[n].transform == kKernel53
+                         ? decodeComponent<typename Traits::Reversible>(tile, n)
+                         : decodeComponent<typename Traits::Irreversible>(tile, n);
+    if (code != WBX_OK) return code;
+  }
+  return WBX_OK;
+}
+
+template <class Traits>
+template <class K>
+i32 TileEngine<Traits>::decodeComponent(const Tile& tile, i32 index) {
+  using Lane = typename K::Lane;
+  const TileComponent& component = tile.components[index];
+  const i32 last = tile.style.component[index].resolutions - context.options->res_level - 1;
+  const Rect final = component.resolutions[last].rect;
+  writer.options = context.options;
+  writer.xStep = component.xStep;
+  writer.yStep = component.yStep;
+
+  bool grew = false;
+  if (!plane_.ensure(final.width(), final.height(), sizeof(Lane), Traits::kMarginRows, &grew))
+    return WBX_ERROR_MEMORY;
+  if (grew && Traits::kLogsPlane) logger.writeStamped("Wavelet: allocated(%p)", plane_.address());
+  plane_.layOut(component, last);
+
+  const Workspace<Lane> space = plane_.template workspace<Lane>();
+  for (i32 r = 0; r <= last; ++r) {
+    const Resolution& resolution = component.resolutions[r];
+    if (context.options->video == 1 && r == last && r > 0) {
+      writeUpscaledRows<K>(index, resolution, r);
+      break;
+    }
+    for (i32 s = 0; s < resolution.subbandCount; ++s) {
+      if (!Resolution::hasPrecincts(resolution.subbands[s])) continue;
+      const i32 code = decodeSubband<K>(tile, index, r, s);
+      if (code != WBX_OK) return code;
+    }
+    if (r == 0) continue;
+    const Level<Lane> level = plane_.template level<Lane>(r);
+    const auto stop = [this] { return cancelled(); };
+    if (r < last) {
+      PlaneSink<K> sink{level};
+      synthesise<K>(level, space, sink, stop);
+    } else {
+      WriterSink<K> sink{*this, index, level.width, level.height};
+      synthesise<K>(level, space, sink, stop);
+    }
+  }
+  if (last == 0) writeLowestResolution<K>(index);
+  return WBX_OK;
+}
+
+template <class Traits>
+template <class K>
+i32 TileEngine<Traits>::decodeSubband(const Tile& tile, i32 component, i32 r, i32 place) {
+  using Lane = typename K::Lane;
+  const TileComponent& tileComponent = tile.components[component];
+  const ComponentCoding& coding = tile.style.component[component];
+  const Resolution& resolution = tileComponent.resolutions[r];
+  const Subband& subband = resolution.subbands[place];
+
+  // A resolution or subband with nothing in it still takes its places in the table of steps.
+  const i32 step = r == 0 ? 0 : 3 * (r - 1) + 1 + place;
+  const u16 entry = coding.quantization.stepSize[static_cast<size_t>(step)];
+  BlockDecoder::Band band;
+  band.zeroCodingTable = subband.orientation == 1   ? &kZeroCodingHL
+                         : subband.orientation == 3 ? &kZeroCodingHH
+                                                    : &kZeroCodingLL;
+  band.magnitudeBits = coding.quantization.guardBits + (entry >> 11) - 1;
+  band.roiShift = coding.quantization.roiShift;
+  if (band.roiShift + band.magnitudeBits >= 32) band.roiShift = 31 - band.magnitudeBits;
+  band.style = coding.cblkStyle;
+  BlockDecoder& blocks = *context.blockDecoder;
+  blocks.setBand(band);
+  const typename Traits::template Dequantizer<K> dequantizer(tileComponent.precision, entry);
+
+  const Level<Lane> level = plane_.template level<Lane>(r);
+  BandPlace<Lane> at{level.first, level.rowPitch, subband.rect};
+  if (subband.orientation != 0) {
+    const bool highRows = subband.orientation >= 2, highColumns = (subband.orientation & 1) != 0;
+    at.first = level.row(highRows ? 1 - level.parityY : level.parityY) +
+               (highColumns ? level.lowColumns : 0);
+    at.rowPitch = 2 * level.rowPitch;
+  }
+
+  for (u32 p = 0; p < resolution.precinctCount(); ++p) {
+    if (cancelled()) break;
+    const BlockGrid grid = subband.precinctGrid(p);
+    if (grid.area.empty()) continue;
+    const Precinct* precinct = subband.precincts.find(p);
+    if (precinct == nullptr) {
+      clearLanes(at.at(grid.area.x0, grid.area.y0), at.rowPitch, grid.area.width(),
+                 grid.area.height());
+      continue;
+    }
+    for (u32 j = 0; j < grid.high; ++j) {
+      for (u32 i = 0; i < grid.wide; ++i) {
+        const Rect rect = grid.blockRect(i, j);
+        if (rect.empty()) continue;
+        Lane* to = at.at(rect.x0, rect.y0);
+        const CodeBlock* block = precinct->block(i, j);
+        if (block == nullptr || block->passCount == 0) {
+          clearLanes(to, at.rowPitch, rect.width(), rect.height());
+          continue;
+        }
+        blocks.prepare(rect.width(), rect.height());
+        const i32 code = blocks.decode(*block, *tile.stream);
+        if (code != WBX_OK) return code;
+        transferBlock(blocks, rect.width(), rect.height(), dequantizer, to, at.rowPitch);
+      }
+    }
+  }
+  return WBX_OK;
+}
+
+template <class Traits>
+template <class K>
+void TileEngine<Traits>::writeRow(i32 component, i32 y, i32 height, const typename K::Lane* lanes,
+                                  i32 count) {
+  const i32 row = context.options->bitmap ? height - 1 - y : y;
+  RowWriter<typename Traits::Format>::template writeRow<typename K::Lane, K::kKernel>(
+      writer, component, row, lanes, count);
+}
+
+template <class Traits>
+template <class K>
+void TileEngine<Traits>::writeUpscaledRows(i32 component, const Resolution& resolution, i32 index) {
+  using Lane = typename K::Lane;
+  const Level<Lane> level = plane_.template level<Lane>(index);
+  if (level.width < 1 || level.height < 1) return;
+  const i32 lowRows = ((resolution.rect.y1 + 1) >> 1) - ((resolution.rect.y0 + 1) >> 1);
+  const Upscaler<K> upscaler(level, lowRows);
+  Lane* out = plane_.template workspace<Lane>().output[0];
+  for (i32 y = 0; y < level.height; ++y) {
+    if (((y - level.parityY) & 1) == 0 && cancelled()) return;
+    upscaler.makeRow(y, out);
+    writeRow<K>(component, y, level.height, out, level.width);
+  }
+}
+
+template <class Traits>
+template <class K>
+void TileEngine<Traits>::writeLowestResolution(i32 component) {
+  const auto level = plane_.template level<typename K::Lane>(0);
+  for (i32 y = 0; y < level.height; ++y)
+    writeRow<K>(component, y, level.height, level.row(y), level.width);
+}
+
+}  // namespace wbx

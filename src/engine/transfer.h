@@ -1,0 +1,50 @@
+// Decoded code blocks into the lanes of the plane (T.800 E.1, H.1).
+#pragma once
+
+#include <algorithm>
+
+#include "api/types.h"
+#include "tier1/block_decoder.h"
+
+namespace wbx {
+
+// Where a subband lies in the plane.
+template <class Lane>
+struct BandPlace {
+  Lane* first;   // of its first sample
+  i64 rowPitch;  // lanes from one row of the band to the next
+  Rect rect;     // the subband's rectangle
+
+  [[nodiscard]] Lane* at(u16 x, u16 y) const {
+    return first + (y - rect.y0) * rowPitch + (x - rect.x0);
+  }
+};
+
+// The point inside its uncertainty at which a coefficient of a block that stops above plane 0 is
+// rebuilt, with 2 fractional bits.
+inline u32 reconstructionPoint(i32 lastPlane, i32 roiShift) {
+  return roiShift == 0 && lastPlane > 0 ? u32{2} << lastPlane : 0;
+}
+
+// Moves the decoder's block to the place whose first lane is `to`. `dequantize` makes the lanes of
+// one stripe.
+template <class Dequantizer, class Lane>
+void transferBlock(BlockDecoder& block, i32 width, i32 height, const Dequantizer& dequantize,
+                   Lane* to, i64 rowPitch) {
+  const i32 roiShift = block.band().roiShift;
+  if (roiShift >= 1 && roiShift <= 30) block.shiftRegionBack(static_cast<u32>(roiShift));
+  const u32 midpoint = reconstructionPoint(block.lastPlane(), roiShift);
+  Lane below[BlockDecoder::kMaxWidth];  // takes the rows of a stripe that the block does not have
+  for (i32 y = 0; y < height; y += 4) {
+    Lane* rows[4];
+    for (i32 k = 0; k < 4; ++k) rows[k] = y + k < height ? to + (y + k) * rowPitch : below;
+    dequantize(block.quad(0, y), width, midpoint, rows);
+  }
+}
+
+template <class Lane>
+void clearLanes(Lane* to, i64 rowPitch, i32 width, i32 height) {
+  for (i32 y = 0; y < height; ++y) std::fill_n(to + y * rowPitch, width, Lane{0});
+}
+
+}  // namespace wbx

@@ -1,0 +1,303 @@
+#include "tier1/block_decoder.h"
+
+#include <algorithm>
+#include <bit>
+
+#include "wbx.h"
+
+#include "api/logger.h"
+
+namespace wbx {
+namespace {
+
+constexpr u64 kRow0 = 0x1111111111111111;
+constexpr u64 kRow3 = kRow0 << 3;
+
+// What a sample that becomes significant tells the quads around it: the four lanes of the quad to
+// the left, of its own and of the one to the right. [row][negative]
+struct Spread {
+  u64 left, own, right;
+};
+
+constexpr u64 lane(u32 flags, int row) {
+  return row < 0 || row > 3 ? 0 : u64{flags} << (16 * row);
+}
+
+struct SpreadTable {
+  Spread entry[4][2] = {};
+
+  constexpr SpreadTable() {
+    for (int row = 0; row < 4; ++row) {
+      for (u32 negative = 0; negative < 2; ++negative) {
+        const u32 west = kSignificantW | (negative ? u32{kNegativeW} : 0);
+        const u32 east = kSignificantE | (negative ? u32{kNegativeE} : 0);
+        const u32 north = kSignificantN | (negative ? u32{kNegativeN} : 0);
+        const u32 south = kSignificantS | (negative ? u32{kNegativeS} : 0);
+        entry[row][negative] = {
+            lane(kSignificantSE, row - 1) | lane(east, row) | lane(kSignificantNE, row + 1),
+            lane(south, row - 1) | lane(north, row + 1),
+            lane(kSignificantSW, row - 1) | lane(west, row) | lane(kSignificantNW, row + 1)};
+      }
+    }
+  }
+};
+
+constexpr SpreadTable kSpread;
+
+// Samples of the same word that are neighbours of the sample at each bit.
+struct AroundTable {
+  u64 entry[64] = {};
+
+  constexpr AroundTable() {
+    for (int bit = 0; bit < 64; ++bit) {
+      const int column = bit >> 2, row = bit & 3;
+      for (int dx = -1; dx <= 1; ++dx) {
+        for (int dy = -1; dy <= 1; ++dy) {
+          if (dx == 0 && dy == 0) continue;
+          if (column + dx < 0 || column + dx > 15 || row + dy < 0 || row + dy > 3) continue;
+          entry[bit] |= u64{1} << (4 * (column + dx) + row + dy);
+        }
+      }
+    }
+  }
+};
+
+constexpr AroundTable kAround;
+
+// Columns of 4 clear bits, marked at their row 0.
+constexpr u64 clearColumns(u64 mask) {
+  u64 clear = ~mask;
+  clear &= clear >> 1;
+  clear &= clear >> 2;
+  return clear & kRow0;
+}
+
+}  // namespace
+
+void BlockDecoder::prepare(i32 width, i32 height) {
+  width_ = width;
+  height_ = height;
+  stripes_ = (height + 3) >> 2;
+  quadPitch_ = width + 1;
+  wordsAcross_ = (width + kQuadsInWord - 1) / kQuadsInWord;
+  wordPitch_ = wordsAcross_ + 1;
+  const i32 columns = width - (wordsAcross_ - 1) * kQuadsInWord;
+  lastColumnsMask_ = ~u64{0} >> (64 - 4 * columns);
+  const i32 rows = height - (stripes_ - 1) * 4;
+  lastRowsMask_ = kRow0 * ((1u << rows) - 1);
+  const auto quads = static_cast<size_t>((stripes_ + 2) * quadPitch_ + 1);
+  const auto words = static_cast<size_t>((stripes_ + 2) * wordPitch_ + 1);
+  std::fill_n(state_, quads, u64{0});
+  std::fill_n(coefficients_, 4 * quads, 0u);
+  std::fill_n(significant_, words, u64{0});
+  std::fill_n(visited_, words, u64{0});
+  std::fill_n(refined_, words, u64{0});
+  lastPlane_ = 0;
+  resetContexts();
+}
+
+void BlockDecoder::resetContexts() {
+  std::fill_n(contexts_, kContextCount, kMqRows[0]);
+  contexts_[kContextRunLength] = kMqRows[2 * 3];
+  contexts_[kContextZeroCoding] = kMqRows[2 * 4];
+  contexts_[kContextUniform] = kMqRows[2 * 46];
+}
+
+i32 BlockDecoder::decode(const CodeBlock& block, Stream& stream) {
+  source_.segment.attach(block.chunks, stream);
+  source_.setByteByByte((band_.style & kStyleTermall) != 0);
+  i32 total = 0;
+  for (const DataChunk* chunk = block.chunks; chunk; chunk = chunk->next())
+    total += chunk->passes();
+  // A count of missing planes that wrapped its 8 bits is corrupt data: a block without passes.
+  if (total == 0 || block.zeroPlanes < 0) return WBX_OK;
+
+  const i32 firstPlane = band_.magnitudeBits + band_.roiShift - 1 - block.zeroPlanes;
+  bool newSegment = true;
+  for (i32 k = 0; k < total; ++k) {
+    const i32 plane = firstPlane - (k + 2) / 3;
+    lastPlane_ = std::max(plane, 0);
+    if (plane < 0) break;
+    if (newSegment) mq_.start(source_);
+    switch ((block.firstPass + k) % 3) {
+      case 0:
+        cleanupPass(static_cast<u32>(plane));
+        break;
+      case 1:
+        significancePass(static_cast<u32>(plane));
+        break;
+      default:
+        refinementPass(static_cast<u32>(plane));
+        break;
+    }
+    newSegment = source_.segment.atChunkEnd() && source_.segment.inTerminatedChunk();
+    if (newSegment) source_.segment.next();
+    if (band_.style & kStyleReset) resetContexts();
+  }
+  return source_.segment.outOfMemory() ? WBX_ERROR_MEMORY : WBX_OK;
+}
+
+void BlockDecoder::shiftRegionBack(u32 shift) {
+  const i32 end = 4 * quadPitch_ * (stripes_ + 1);
+  for (i32 i = 4 * quadPitch_; i < end; ++i) {
+    const u32 sign = coefficients_[i] & 0x80000000, magnitude = coefficients_[i] & 0x7FFFFFFF;
+    if (magnitude >> shift) coefficients_[i] = sign | (magnitude >> shift);
+  }
+}
+
+// Real samples of a word: neither past the width nor past the height of the block.
+u64 BlockDecoder::validMask(i32 stripe, i32 word) const {
+  return (word == wordsAcross_ - 1 ? lastColumnsMask_ : ~u64{0}) &
+         (stripe == stripes_ - 1 ? lastRowsMask_ : ~u64{0});
+}
+
+// Samples of a word with at least one significant neighbour among their 8.
+u64 BlockDecoder::neighbourMask(i32 index) const {
+  const u64* at = significant_ + index;
+  // A sample's own row and the rows above and below it, for three adjacent words.
+  const auto vertical = [at, this](i32 k) {
+    const u64 own = at[k];
+    return ((own << 1) & ~kRow0) | ((own >> 1) & ~kRow3) | ((at[k - wordPitch_] >> 3) & kRow0) |
+           ((at[k + wordPitch_] << 3) & kRow3);
+  };
+  const u64 above = vertical(0);
+  const u64 column = above | at[0];
+  const u64 leftColumn = (vertical(-1) | at[-1]) >> 60;
+  const u64 rightColumn = (vertical(1) | at[1]) << 60;
+  return above | (column << 4) | (column >> 4) | leftColumn | rightColumn;
+}
+
+template <class Body>
+void BlockDecoder::forEachWord(Body body) {
+  for (i32 stripe = 0; stripe < stripes_; ++stripe) {
+    const i32 firstIndex = (stripe + 1) * wordPitch_ + 1;
+    const i32 firstQuad = (stripe + 1) * quadPitch_ + 1;
+    for (i32 word = 0; word < wordsAcross_; ++word) {
+      body(firstIndex + word, firstQuad + word * kQuadsInWord, validMask(stripe, word));
+    }
+  }
+}
+
+// T.800 D.3.2, and the flags that the new sample raises at its 8 neighbours.
+[[gnu::always_inline]] inline void BlockDecoder::decodeSignAndSpread(MqDecoder& mq, i32 quad,
+                                                                     u32 row, u32 plane) {
+  u64* at = state_ + quad;
+  const u32 entry = kSignTable[(*at >> (16 * row + 4)) & 0xFF];
+  const u32 negative = mq.decode(contexts_[entry & 0x7F], source_) ^ (entry >> 7);
+  coefficients_[4 * quad + static_cast<i32>(row)] = (1u << plane) | (negative << 31);
+
+  const Spread& spread = kSpread.entry[row][negative];
+  at[-1] |= spread.left;
+  at[0] |= spread.own;
+  at[1] |= spread.right;
+  if (row == 0) {
+    u64* above = at - quadPitch_;
+    above[-1] |= lane(kSignificantSE, 3);
+    above[0] |= lane(kSignificantS | (negative * kNegativeS), 3);
+    above[1] |= lane(kSignificantSW, 3);
+  } else if (row == 3) {
+    u64* below = at + quadPitch_;
+    below[-1] |= lane(kSignificantNE, 0);
+    below[0] |= lane(kSignificantN | (negative * kNegativeN), 0);
+    below[1] |= lane(kSignificantNW, 0);
+  }
+}
+
+// T.800 D.3.1: the insignificant samples that have a significant neighbour by the time the scan
+// reaches them.
+void BlockDecoder::significancePass(u32 plane) {
+  MqDecoder mq = mq_;
+  const u8* zeroCoding = band_.zeroCodingTable->data();
+  forEachWord([&](i32 index, i32 firstQuad, u64 valid) {
+    u64 significant = significant_[index];
+    u64 work = neighbourMask(index) & valid & ~significant;
+    u64 visited = work;
+    while (work != 0) {
+      const auto bit = static_cast<u32>(std::countr_zero(work));
+      work &= work - 1;
+      const i32 quad = firstQuad + static_cast<i32>(bit >> 2);
+      const u32 flags = static_cast<u32>(state_[quad] >> (16 * (bit & 3))) & 0xFF;
+      if (mq.decode(contexts_[zeroCoding[flags]], source_)) {
+        decodeSignAndSpread(mq, quad, bit & 3, plane);
+        significant |= u64{1} << bit;
+        // Samples behind this one join the pass; those before it wait for the cleanup pass.
+        const u64 joined = kAround.entry[bit] & (~u64{1} << bit) & valid & ~significant;
+        work |= joined;
+        visited |= joined;
+      }
+    }
+    significant_[index] = significant;
+    visited_[index] = visited;
+  });
+  mq_ = mq;
+}
+
+// T.800 D.3.3: one more bit of every sample that was significant before this plane.
+void BlockDecoder::refinementPass(u32 plane) {
+  MqDecoder mq = mq_;
+  forEachWord([&](i32 index, i32 firstQuad, u64) {
+    u64 work = significant_[index] & ~visited_[index];
+    if (work == 0) return;
+    const u64 refined = refined_[index];
+    const u64 firstWithNeighbour = neighbourMask(index) & ~refined;
+    refined_[index] = refined | work;
+    u32* coefficients = coefficients_ + 4 * firstQuad;
+    do {
+      const auto bit = static_cast<u32>(std::countr_zero(work));
+      work &= work - 1;
+      const u64 context = ((refined >> bit) & 1) * 2 + ((firstWithNeighbour >> bit) & 1);
+      coefficients[bit] |= mq.decode(contexts_[kContextRefinement + context], source_) << plane;
+    } while (work != 0);
+  });
+  mq_ = mq;
+}
+
+// T.800 D.3.4: all samples that the other two passes left, with a run-length mode for columns of
+// four that have no significant neighbour at all.
+void BlockDecoder::cleanupPass(u32 plane) {
+  MqDecoder mq = mq_;
+  const u8* zeroCoding = band_.zeroCodingTable->data();
+  forEachWord([&](i32 index, i32 firstQuad, u64 valid) {
+    u64 significant = significant_[index];
+    u64 work = valid & ~significant & ~visited_[index];
+    if (work == 0) return;
+    // A sample past the bottom of the block counts as neighboured: no run starts in its column.
+    u64 neighboured = neighbourMask(index) | ~valid;
+    u64 runs = clearColumns(neighboured);
+    do {
+      auto bit = static_cast<u32>(std::countr_zero(work));
+      const bool run = ((runs >> bit) & 1) != 0;
+      if (run) {
+        if (!mq.decodeLikely(contexts_[kContextRunLength], source_)) {
+          work &= ~(u64{0xF} << bit);
+          continue;
+        }
+        bit += mq.decode(contexts_[kContextUniform], source_) << 1;
+        bit += mq.decode(contexts_[kContextUniform], source_);
+      }
+      work &= ~u64{1} << bit;  // in a run the rows above it as well
+      const i32 quad = firstQuad + static_cast<i32>(bit >> 2);
+      if (!run) {
+        const u32 flags = static_cast<u32>(state_[quad] >> (16 * (bit & 3))) & 0xFF;
+        if (!mq.decode(contexts_[zeroCoding[flags]], source_)) continue;
+      }
+      decodeSignAndSpread(mq, quad, bit & 3, plane);
+      significant |= u64{1} << bit;
+      neighboured |= kAround.entry[bit];
+      runs = clearColumns(neighboured);
+    } while (work != 0);
+    significant_[index] = significant;
+  });
+  mq_ = mq;
+  if (band_.style & kStyleSegsym) checkSegmentationSymbol();
+}
+
+// T.800 D.5. A wrong symbol is only told.
+void BlockDecoder::checkSegmentationSymbol() {
+  u32 symbol = 0;
+  for (int i = 0; i < 4; ++i)
+    symbol = (symbol << 1) | mq_.decode(contexts_[kContextUniform], source_);
+  if (symbol != 10) logger.writeStamped(" WARNING: bad segmentation symbol '%X'!", symbol);
+}
+
+}  // namespace wbx
