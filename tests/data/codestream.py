@@ -48,11 +48,10 @@ def facts(stream):
     x1, y1, x0, y0, tw, th, tx, ty, components = struct.unpack('>8IH', stream[siz + 6:siz + 40])
     samples = [tuple(stream[siz + 40 + 3 * c:siz + 43 + 3 * c]) for c in range(components)]
     cod = find(stream, COD)
-    return {'width': x1 - x0, 'height': y1 - y0, 'components': components,
-            'precision': max(s[0] & 0x3F for s in samples) + 1,
-            'across': -(-(x1 - tx) // tw), 'down': -(-(y1 - ty) // th),
+    return {'image': (x0, y0, x1, y1), 'tile': (tx, ty, tw, th), 'width': x1 - x0, 'height': y1 - y0,
+            'components': components, 'precision': max(s[0] & 0x3F for s in samples) + 1,
             'levels': stream[cod + 9], 'mct': stream[cod + 8], 'reversible': stream[cod + 13],
-            'steps': ':'.join('%dx%d' % s[1:] for s in samples)}
+            'steps': ':'.join('%dx%d' % (s[1] or 1, s[2] or 1) for s in samples)}
 
 
 def box(kind, payload):

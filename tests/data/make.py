@@ -1,5 +1,11 @@
 #!/usr/bin/env python3
-"""Makes the JPEG 2000 files of this folder, and accepted.txt and refused.txt that say what they are.
+"""Makes the JPEG 2000 files of this folder, and the lists that say what they are:
+
+accepted.txt  file, image rectangle, tile origin and size, components, bits, decomposition levels, colour transform,
+              1 for the 5-3 filter, 1 for JP2, sub-sampling, source picture, and how the output follows from it:
+              lossless (exactly), blue_first (exactly, channel order turned), ycc (colours converted), lossy
+refused.txt   file and the error code that it deserves
+metadata.txt  file, kind, length and CRC-32 of each metadata entry, in the order of the file
 
 Run it in a Debian 12 machine with the packages libopenjp2-tools (opj_compress 2.5.0) and grokj2k-tools
 (grk_compress 10.0.5). It writes the files beside itself; other versions of the encoders may give other bytes.
@@ -13,7 +19,7 @@ import sys
 import tempfile
 
 import pictures
-from codestream import (COD, COM, EOC, QCD, RGN, SIGNATURE, SIZ, SOT, box, channels, colour, crc, facts, file_type,
+from codestream import (COD, COM, SIGNATURE, SIZ, SOT, box, channels, colour, crc, facts, file_type,
                         find, inserted, jp2, main_markers, patched, tile_parts)
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -231,12 +237,12 @@ class Folder:
         with open(os.path.join(HERE, name), 'wb') as f:
             f.write(data)
 
-    def accept(self, name, data, stream, picture, lossless, jp2_file=False, entries=()):
+    def accept(self, name, data, stream, picture, kind, jp2_file=False, entries=()):
         self.put(name, data)
         f = facts(stream)
-        self.accepted.append('%s %d %d %d %d %d %d %d %d %d %d %s %s %s' % (
-            name, f['width'], f['height'], f['components'], f['precision'], f['reversible'], jp2_file, f['across'],
-            f['down'], f['levels'] + 1, f['mct'], f['steps'], picture, 'lossless' if lossless else 'lossy'))
+        self.accepted.append('%s %d,%d,%d,%d %d,%d,%d,%d %d %d %d %d %d %d %s %s %s' % (
+            name, *f['image'], *f['tile'], f['components'], f['precision'], f['levels'], f['mct'], f['reversible'],
+            jp2_file, f['steps'], picture, kind))
         for kind, content in entries:
             self.metadata.append('%s %d %d %08x' % (name, kind, len(content), crc(content)))
 
@@ -264,8 +270,8 @@ def make_jp2_files(out, streams):
     grey, rgb, plain = streams['grey_noise'], streams['rgb_transform'], streams['rgb_plain']
     rgba, pair = streams['rgba_plain'], streams['two_components']
 
-    def accept(name, stream, picture, *args, entries=(), **kwargs):
-        out.accept(name, jp2(stream, *args, **kwargs), stream, picture, True, True, entries)
+    def accept(name, stream, picture, *args, entries=(), kind='lossless', **kwargs):
+        out.accept(name, jp2(stream, *args, **kwargs), stream, picture, kind, True, entries)
 
     accept('jp2_grey.jp2', grey, 'noise', [colour(1, 17)])
     accept('jp2_rgb.jp2', rgb, 'photo')
@@ -283,33 +289,34 @@ def make_jp2_files(out, streams):
     accept('palette.jp2', streams['bits_2'], 'noise', [colour(1, 16), box('pclr', PALETTE), CMAP],
            entries=[(5, PALETTE)])
     accept('trailing_half_header.jp2', grey, 'noise', trailing=b'\0\0\0\x10')
-    accept('channels_blue_first.jp2', plain, 'photo', [colour(1, 16), channels((0, 0, 3), (1, 0, 2), (2, 0, 1))])
+    accept('channels_blue_first.jp2', plain, 'photo', [colour(1, 16), channels((0, 0, 3), (1, 0, 2), (2, 0, 1))],
+           kind='blue_first')
     accept('channels_opacity.jp2', rgba, 'noise',
            [colour(1, 16), channels((0, 0, 1), (1, 0, 2), (2, 0, 3), (3, 1, 0))])
     accept('channels_premultiplied.jp2', rgba, 'noise',
            [colour(1, 16), channels((0, 0, 1), (1, 0, 2), (2, 0, 3), (3, 2, 0))])
     accept('channels_grey_opacity.jp2', pair, 'gradient', [colour(1, 17), channels((0, 0, 1), (1, 1, 0))])
-    accept('ycc.jp2', plain, 'photo', [colour(1, 18)])
-    accept('ycc_420.jp2', streams['chroma_420'], 'gradient', [colour(1, 18)])
-    accept('ycc_12.jp2', streams['bits_12_420'], 'gradient', [colour(1, 22)])
+    accept('ycc.jp2', plain, 'photo', [colour(1, 18)], kind='ycc')
+    accept('ycc_420.jp2', streams['chroma_420'], 'gradient', [colour(1, 18)], kind='ycc')
+    accept('ycc_12.jp2', streams['bits_12_420'], 'gradient', [colour(1, 22)], kind='ycc')
     accept('bilevel_18.jp2', plain, 'photo', [colour(1, 18)], brand='jpx ', compatible=('jpx ',))
     open_length = jp2(grey)
     at = open_length.index(b'jp2c') - 4
-    out.accept('codestream_length_0.jp2', patched(open_length, at, bytes(4)), grey, 'noise', True, True)
-    out.accept('codestream_length_wrong.jp2', patched(open_length, at, b'\0\0\0\x63'), grey, 'noise', True, True)
+    out.accept('codestream_length_0.jp2', patched(open_length, at, bytes(4)), grey, 'noise', 'lossless', True)
+    out.accept('codestream_length_wrong.jp2', patched(open_length, at, b'\0\0\0\x63'), grey, 'noise', 'lossless', True)
 
 
 def make_variants(out, streams):
     """Accepted files that are edits of others."""
     grey = streams['grey_noise']
-    out.accept('rsiz_any.j2k', patched(grey, find(grey, SIZ) + 4, b'\x7f\xff'), grey, 'noise', True)
-    out.accept('step_0.j2k', patched(grey, find(grey, SIZ) + 41, b'\0\0'), grey, 'noise', True)
-    out.accept('ssiz_bit_6.j2k', patched(grey, find(grey, SIZ) + 40, b'\x47'), grey, 'noise', True)
-    out.accept('garbage_behind.j2k', grey + b'\0\0\0\x01garbage', grey, 'noise', True)
+    out.accept('rsiz_any.j2k', patched(grey, find(grey, SIZ) + 4, b'\x7f\xff'), grey, 'noise', 'lossless')
+    out.accept('step_0.j2k', patched(grey, find(grey, SIZ) + 41, b'\0\0'), grey, 'noise', 'lossless')
+    out.accept('ssiz_bit_6.j2k', patched(grey, find(grey, SIZ) + 40, b'\x47'), grey, 'noise', 'lossless')
+    out.accept('garbage_behind.j2k', grey + b'\0\0\0\x01garbage', grey, 'noise', 'lossless')
     commented = inserted(grey, find(grey, COD), com(b'one') + com(b'\xff\xfe', 0))
-    out.accept('comments.j2k', commented, commented, 'noise', True, False, [(0, b'one'), (1, b'\xff\xfe')])
+    out.accept('comments.j2k', commented, commented, 'noise', 'lossless', False, [(0, b'one'), (1, b'\xff\xfe')])
     last = list(tile_parts(grey))[-1][0]
-    out.accept('part_length_0.j2k', patched(grey, last + 6, bytes(4)), grey, 'noise', True)
+    out.accept('part_length_0.j2k', patched(grey, last + 6, bytes(4)), grey, 'noise', 'lossless')
 
 
 def make_refused_streams(out, streams):
@@ -399,7 +406,7 @@ def main():
     with tempfile.TemporaryDirectory() as folder:
         for row in ENCODED:
             stream = streams[row[0]] = encode(folder, *row)
-            out.accept(row[0] + '.j2k', stream, stream, row[1], is_lossless(row[6]))
+            out.accept(row[0] + '.j2k', stream, stream, row[1], 'lossless' if is_lossless(row[6]) else 'lossy')
         for name, code, *rest in ENCODED_REFUSED:
             out.refuse('bad_' + name + '.j2k', code, encode(folder, name, *rest))
     make_jp2_files(out, streams)
