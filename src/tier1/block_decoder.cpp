@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <bit>
 
-#include "api/logger.h"
 #include "wbx.h"
+
+#include "api/logger.h"
 
 namespace wbx {
 namespace {
@@ -106,7 +107,8 @@ i32 BlockDecoder::decode(const CodeBlock& block, Stream& stream) {
   source_.segment.attach(block.chunks, stream);
   source_.setByteByByte((band_.style & kStyleTermall) != 0);
   i32 total = 0;
-  for (const DataChunk* chunk = block.chunks; chunk; chunk = chunk->next()) total += chunk->passes();
+  for (const DataChunk* chunk = block.chunks; chunk; chunk = chunk->next())
+    total += chunk->passes();
   // A count of missing planes that wrapped its 8 bits is corrupt data: a block without passes.
   if (total == 0 || block.zeroPlanes < 0) return WBX_OK;
 

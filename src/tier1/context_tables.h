@@ -29,7 +29,9 @@ using ZeroCodingTable = std::array<u8, 256>;
 
 namespace context_detail {
 
-constexpr int bit(int flags, int flag) { return (flags & flag) != 0 ? 1 : 0; }
+constexpr int bit(int flags, int flag) {
+  return (flags & flag) != 0 ? 1 : 0;
+}
 
 constexpr int labelLL(int h, int v, int d) {
   if (h == 2) return 8;
@@ -61,7 +63,8 @@ constexpr ZeroCodingTable makeZeroCoding(int orientation) {
   return table;
 }
 
-// Indexed by flags 4 to 11: the context in bits 0 to 6, the XOR bit in bit 7 (T.800 tables D.2, D.3).
+// Indexed by flags 4 to 11: the context in bits 0 to 6, the XOR bit in bit 7 (T.800 tables D.2,
+// D.3).
 constexpr std::array<u8, 256> makeSign() {
   std::array<u8, 256> table = {};
   for (int i = 0; i < 256; ++i) {

@@ -74,7 +74,7 @@ class MqSource {
 // The registers of one coding pass. A pass holds one of these as a local, so that a, c and ct stay
 // in machine registers, and gives them back at its end.
 struct MqDecoder {
-  u64 a = 0;   // the interval, aligned with c; at least 2^63 between decisions
+  u64 a = 0;  // the interval, aligned with c; at least 2^63 between decisions
   u64 c = 0;
   i64 ct = 0;
 
