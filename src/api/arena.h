@@ -1,6 +1,7 @@
 // Arena: the pool of all records that live exactly as long as an image.
 #pragma once
 
+#include <algorithm>
 #include <limits>
 
 #include "api/types.h"
@@ -11,35 +12,52 @@ namespace wbx {
 // aligned for any record of the library and is not cleared. No lock of its own.
 class Arena {
  public:
-  static constexpr size_t kAlignment = alignof(u64) > alignof(void*) ? alignof(u64)
-                                                                     : alignof(void*);
+  static constexpr size_t kAlignment = std::max(alignof(u64), alignof(void*));
 
-  explicit Arena(i32 firstBlockSize) : nextBlockSize_(firstBlockSize) {}
+  constexpr explicit Arena(i32 firstBlockSize) : nextBlockSize_(firstBlockSize) {}
   ~Arena() { freeAll(); }
   Arena(const Arena&) = delete;
   Arena& operator=(const Arena&) = delete;
 
   // Null for a size below 1, for one beyond 2^31 - 1 and when memory runs out.
-  [[nodiscard]] void* allocate(i64 size);
+  [[nodiscard]] void* allocate(i64 size) {
+    if (size < 1 || size > kMaxSize) return nullptr;
+    const i64 rounded = (size + kRounding) & ~kRounding;
+    if (rounded > capacity_ - used_ && !addBlock(rounded)) return nullptr;
+    u8* place = memory_ + used_;
+    used_ += rounded;
+    return place;
+  }
 
   // Room for `count` records of T, not constructed; the product cannot wrap.
   template <class T>
   [[nodiscard]] T* allocateArray(i64 count) {
     static_assert(alignof(T) <= kAlignment);
-    if (count < 1 || count > std::numeric_limits<i32>::max() / static_cast<i64>(sizeof(T)))
-      return nullptr;
+    if (count < 1 || count > kMaxSize / static_cast<i64>(sizeof(T))) return nullptr;
     return static_cast<T*>(allocate(count * static_cast<i64>(sizeof(T))));
   }
 
   // Gives everything back. The grown block size stays for later allocations.
   void freeAll();
 
+  // As freeAll, but starts anew with blocks of the given size.
+  void reset(i32 firstBlockSize) {
+    freeAll();
+    nextBlockSize_ = firstBlockSize;
+  }
+
  private:
   struct Block;
 
-  i32 used_ = 0;
-  i32 capacity_ = 0;
-  i32 nextBlockSize_;
+  static constexpr i64 kMaxSize = std::numeric_limits<i32>::max();
+  static constexpr i64 kRounding = kAlignment - 1;
+
+  [[nodiscard]] bool addBlock(i64 size);
+
+  i64 used_ = 0;      // bytes handed out from the current block
+  i64 capacity_ = 0;  // bytes of the current block
+  i64 nextBlockSize_;
+  u8* memory_ = nullptr;  // of the current block
   Block* firstBlock_ = nullptr;
   Block* lastBlock_ = nullptr;
 };

@@ -34,8 +34,11 @@ enum class Source { kFile, kMemory, kCustom };
 // Holds by value everything that does not grow with the image; the rest is its Arena's. For one
 // thread at a time, except for `cancelled`.
 struct Decoder {
-  explicit Decoder(Source source);
-  ~Decoder();
+  // Null when memory runs out.
+  [[nodiscard]] static Decoder* create(Source source);
+  // Closes the source, frees everything, internal output buffers included, and the object itself.
+  static void destroy(Decoder* decoder);
+
   Decoder(const Decoder&) = delete;
   Decoder& operator=(const Decoder&) = delete;
 
@@ -63,18 +66,34 @@ struct Decoder {
 
   // src/parse: the one pass of an open. Each returns 0 or an error code.
   [[nodiscard]] i32 parseHeaders();
+  [[nodiscard]] i32 handleMarker(CodingStyle& style);
+  [[nodiscard]] i32 parseCodingMarker(CodingStyle& style);
   [[nodiscard]] i32 parseSIZ();
   [[nodiscard]] i32 checkCompliance(const CodingStyle& codingStyle);
   [[nodiscard]] i32 parseSOT(i32 length);
   [[nodiscard]] i32 parseSOD();
 
-  // Decode driver.
+  // Decode driver. planOutput returns 0, 2, 11 or 12; decodeTiles 0, 6 or an engine's code.
   [[nodiscard]] i32 planOutput(void** buffer, u32* size, u32* pitch);
   [[nodiscard]] i32 decodeTiles();
 
   // Queries. The number of resolutions that every selected tile can deliver.
   [[nodiscard]] i32 resolutionCount() const;
   [[nodiscard]] i32 selectTiles(i32 first, i32 last, bool state);
+
+ private:
+  explicit Decoder(Source source);
+  ~Decoder();
+
+  // More tiles than 2^24 do not open.
+  [[nodiscard]] i32 tileCount() const { return static_cast<i32>(tileTable.total()); }
+  // The rectangle of the picture at a level: that of the selected tiles, reduced.
+  [[nodiscard]] Rect pictureAt(i32 level) const;
+  [[nodiscard]] bool isDecodable(i32 tile) const;
+  void settleOptions();
+  [[nodiscard]] i32 decodeTile(i32 index, const Rect& picture);
+  template <class Engine>
+  [[nodiscard]] i32 runEngine(Engine& engine, const Tile& tile, i32 x, i32 y);
 };
 
 }  // namespace wbx

@@ -23,6 +23,9 @@ struct DecodeOptions {
   // Reads a comma-separated option text. Unless `keep`, starts from the defaults; unless `quiet`,
   // logs each option. Returns 0, or 8 at an unknown keyword, with what came before it stored.
   [[nodiscard]] i32 parseOptions(const char* text, bool keep, bool quiet);
+
+ private:
+  void restoreDefaults();
 };
 
 }  // namespace wbx

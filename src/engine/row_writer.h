@@ -26,12 +26,11 @@ struct PixelRow {
 //
 // Format gives the leaf operations on bytes or words:
 //   Sample, kBytes         the output sample and its size
-//   convert<Lane>          lane to sample: level shift, rounding and clamp
-//   convertDoubled<Lane>   the same for a component of half width
-//   kTailPixels<Lane>      pixels that the last sample of a half-width row may fill behind its own
-//   parkedValue<Lane>      what of a lane is parked; park() stores it
+//   storePlain, park       a row of one component to its channel, or to its parked place
+//   convertDoubled         one sample of a component of half width
+//   tailPixels             pixels that the last sample of such a row may fill behind its own
 //   finishReversible, finishIrreversible   complete the pixels of component 0
-//   repeatsGrey, convertYcc, fillsFourth, multiply   the finishing stage
+//   kRepeatsGrey, convertsYcc, convertYcc, fillsFourth, kOpaque   what differs in the finishing
 template <class Format>
 class RowWriter {
  public:
@@ -47,15 +46,15 @@ class RowWriter {
     for (i32 v = 0; v < out.yStep; ++v) {
       const i64 outputRow = i64{row} * out.yStep + v;
       if (outputRow >= out.rowsLeft) break;
-      const PixelRow pixels{out.origin + outputRow * out.rowBytes, out.pixelBytes,
-                            out.columnsLeft};
+      const PixelRow pixels{out.origin + outputRow * out.rowBytes, out.pixelBytes, out.columnsLeft};
       if (out.colourTransform != kMctNone && component < 3) {
         transform<Lane, kernel>(out, pixels, component, lanes, count);
       } else if (Format::kRepeatsGrey && out.colourTransform == kMctNone && out.components == 1 &&
                  out.pixelBytes > Format::kBytes) {
         const char* order = out.options->comp_order;
         for (i32 k = 0; k < std::min(out.pixelBytes, 4); ++k) {
-          if (order[k] != '\0' && order[k] != '0') store<Lane, kernel>(out, pixels, k, lanes, count);
+          if (order[k] != '\0' && order[k] != '0')
+            store<Lane, kernel>(out, pixels, k, lanes, count);
         }
       } else {
         store<Lane, kernel>(out, pixels, channel, lanes, count);
@@ -80,8 +79,8 @@ class RowWriter {
                                           std::min(count, pixels.columnsLeft));
     } else {
       forEachDoubled(pixels.columnsLeft, count, 1, [&](i32 pixel, i32 sample) {
-        Format::template park<Lane, kernel>(
-            PixelRow{pixels.at(pixel), pixels.pixelBytes, 1}, component, lanes + sample, 1);
+        Format::template park<Lane, kernel>(PixelRow{pixels.at(pixel), pixels.pixelBytes, 1},
+                                            component, lanes + sample, 1);
       });
     }
   }
@@ -117,8 +116,8 @@ class RowWriter {
     const DecodeOptions& options = *out.options;
     if (component == 0 && out.pixelBytes > 2 * Format::kBytes) {
       const i32 inside = std::min(count, pixels.columnsLeft);
-      if (options.colourSpace == static_cast<i32>(kColourYcc) &&
-          out.colourTransform == kMctNone && Format::convertsYcc(options)) {
+      if (options.colourSpace == static_cast<i32>(kColourYcc) && out.colourTransform == kMctNone &&
+          Format::convertsYcc(options)) {
         for (i32 i = 0; i < inside; ++i) Format::convertYcc(out, pixels.at(i));
       }
       if (options.rgbOrder) {

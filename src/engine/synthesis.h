@@ -41,35 +41,46 @@ struct PlanarRow {
   }
 };
 
-// Horizontal lifting of one row of more than one column by the recurrence of Line, from planar
-// columns to natural order. Line::step takes the even and the odd input of a pair and leaves the
-// results of the pair `kLag` positions before in evenOut and oddOut.
-template <class Line, class Lane>
-void liftRowByRecurrence(const PlanarRow<Lane>& row, Lane* out) {
-  constexpr i32 kLag = Line::kLag;
-  Line line = {};
-  const PairWalk walk(row.width, row.parity, kLag);
-  const auto step = [&](i32 at, Lane even, Lane odd) {
-    line.step(even, odd);
-    const i32 to = at - kLag;
-    if (to >= 0 && to < row.width) out[to] = static_cast<Lane>(line.evenOut);
-    if (to + 1 >= 0 && to + 1 < row.width) out[to + 1] = static_cast<Lane>(line.oddOut);
-  };
+// The pairs of a row, mirrored ones in front and behind included, as two arrays.
+template <class Lane>
+void gatherPairs(const PlanarRow<Lane>& row, const PairWalk& walk, Lane* a, Lane* b) {
   i32 at = walk.first;
-  for (; at < kLag; at += 2) step(at, row.even(at), row.odd(at + 1));
-  const Lane* low = row.low + (at - row.parity) / 2;
-  const Lane* high = row.high + (at + row.parity) / 2;
-  for (; at + 1 < row.width; at += 2) {
-    line.step(*low++, *high++);
-    out[at - kLag] = static_cast<Lane>(line.evenOut);
-    out[at - kLag + 1] = static_cast<Lane>(line.oddOut);
+  const auto mirrored = [&](i32 end) {
+    for (; at < end; at += 2) {
+      *a++ = row.even(at);
+      *b++ = row.odd(at + 1);
+    }
+  };
+  mirrored(std::min(1 - row.parity, walk.end));
+  const i32 inside = (row.width - at) / 2;
+  if (inside > 0) {
+    a = std::copy_n(row.low + (at - row.parity) / 2, inside, a);
+    b = std::copy_n(row.high + (at + row.parity) / 2, inside, b);
+    at += 2 * inside;
   }
-  for (; at < walk.end; at += 2) step(at, row.even(at), row.odd(at + 1));
+  mirrored(walk.end);
+}
+
+// Horizontal lifting of one row of more than one column, from planar columns to natural order.
+// One lane in front of `out` and one behind its end may be written.
+template <class K>
+void liftRow(const PlanarRow<typename K::Lane>& row, i64* scratch, typename K::Lane* out) {
+  using Lane = typename K::Lane;
+  const PairWalk walk(row.width, row.parity, K::kLag);
+  const i32 pairs = (walk.end - walk.first + 1) / 2;
+  Lane* a = reinterpret_cast<Lane*>(scratch + K::kScratchWords * pairs);
+  Lane* b = a + pairs;
+  Lane* even = b + pairs;
+  Lane* odd = even + pairs;
+  gatherPairs(row, walk, a, b);
+  K::liftPairs(a, b, pairs, scratch, even, odd);
+  const i32 first = K::kLag / 2;
+  K::interleave(even + first, odd + first, (row.width + row.parity + 1) / 2, out - row.parity);
 }
 
 // Rebuilds a resolution from its four bands. K is the kernel and lane type; it gives
 //   Lane, kLag
-//   liftRow(row, out)            horizontal lifting; liftLoneRow for a level of one row
+//   liftPairs, interleave        horizontal lifting; liftLoneRow for a level of one row
 //   Columns                      the vertical lifting of all columns, pair of rows by pair of rows
 //   halve(lane)                  what becomes of a sample that is alone at an odd coordinate
 // Finished rows go to the sink: target(y, slot) names where row y is to be stored, done(y, lanes)
@@ -92,7 +103,7 @@ void synthesise(const Level<typename K::Lane>& level, const Workspace<typename K
     if (w == 1) {
       lifted[0] = level.parityX ? K::halve(level.row(0)[0]) : level.row(0)[0];
     } else {
-      K::liftLoneRow(planar(0), lifted);
+      K::liftLoneRow(planar(0), space.scratch, lifted);
     }
     Lane* to = sink.target(0, space.output[0]);
     for (i32 x = 0; x < w; ++x) to[x] = level.parityY ? K::halve(lifted[x]) : lifted[x];
@@ -108,7 +119,7 @@ void synthesise(const Level<typename K::Lane>& level, const Workspace<typename K
       if (w == 1) {
         out[0] = level.parityX ? K::halve(level.row(liftedRows)[0]) : level.row(liftedRows)[0];
       } else {
-        K::liftRow(planar(liftedRows), out);
+        liftRow<K>(planar(liftedRows), space.scratch, out);
       }
     }
     return space.ringRow(y);

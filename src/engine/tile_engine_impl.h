@@ -1,13 +1,14 @@
 // The tile walk, for the two files that instantiate it.
 #pragma once
 
+#include "wbx.h"
+
 #include "api/logger.h"
 #include "engine/row_writer.h"
 #include "engine/synthesis.h"
 #include "engine/tile_engine.h"
 #include "engine/transfer.h"
 #include "engine/upscale.h"
-#include "wbx.h"
 
 namespace wbx {
 
@@ -151,9 +152,7 @@ i32 TileEngine<Traits>::decodeSubband(const Tile& tile, i32 component, i32 r, i3
         blocks.prepare(rect.width(), rect.height());
         const i32 code = blocks.decode(*block, *tile.stream);
         if (code != WBX_OK) return code;
-        transferBlock(blocks, rect.width(), rect.height(),
-                      Reconstruction(blocks.lastPlane(), band.roiShift), dequantizer, to,
-                      at.rowPitch);
+        transferBlock(blocks, rect.width(), rect.height(), dequantizer, to, at.rowPitch);
       }
     }
   }

@@ -2,11 +2,12 @@
 #pragma once
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <cstring>
+#include <limits>
 
 #include "api/types.h"
+#include "engine/kernels.h"
 #include "engine/row_writer.h"
 
 namespace wbx {
@@ -34,80 +35,53 @@ struct WordFormat {
     return 1;
   }
 
-  static u32 clamp(const ScanlineWriter& out, i64 v) {
-    return static_cast<u32>(std::clamp<i64>(v, 0, out.maxValue));
-  }
-
-  // To the nearest integer, ties to even; beyond 32 bits to their ends, and 0 for what is no number.
-  static i32 round(f32 f) {
-    if (f >= 2147483648.0f) return std::numeric_limits<i32>::max();
-    if (f >= -2147483648.0f) return static_cast<i32>(std::nearbyint(f));
-    return f < 0 ? std::numeric_limits<i32>::min() : 0;
-  }
-
-  static u32 convert(const ScanlineWriter& out, i32 v) {
-    return clamp(out, i32{wrapAdd(v, out.levelShift)});
-  }
-  static u32 convert(const ScanlineWriter& out, f32 v) {
-    return clamp(out, round(static_cast<f32>(out.levelShift) + v));
-  }
-
   template <class Lane, Kernel>
-  static u32 convertDoubled(const ScanlineWriter& out, Lane v) {
-    return convert(out, v);
+  static u16 convertDoubled(const ScanlineWriter& out, Lane v) {
+    u16 sample;
+    convert(out, &v, 1, &sample);
+    return sample;
   }
 
   template <class Lane, Kernel>
   static void storePlain(const ScanlineWriter& out, const PixelRow& pixels, i32 channel,
                          const Lane* lanes, i32 count) {
-    for (i32 i = 0; i < count; ++i) put(pixels.at(i), channel, convert(out, lanes[i]));
+    forEachPiece(count, [&](i32 at, i32 size) {
+      u16 words[kPiece];
+      convert(out, lanes + at, size, words);
+      if (pixels.pixelBytes == kBytes) {
+        std::memcpy(pixels.at(at), words, static_cast<size_t>(size) * sizeof(u16));
+      } else {
+        for (i32 i = 0; i < size; ++i) put(pixels.at(at + i), channel, words[i]);
+      }
+    });
   }
 
   // A pixel of 4 words holds components 1 and 2 as 32-bit values, any other one as two values of
   // 24 bits, low byte first. The float path parks rounded integers.
   template <class Lane, Kernel>
   static void park(const PixelRow& pixels, i32 component, const Lane* lanes, i32 count) {
-    const bool wide = pixels.pixelBytes == 8;
-    for (i32 i = 0; i < count; ++i) {
-      const i32 value = toInteger(lanes[i]);
-      if (wide) {
-        std::memcpy(pixels.at(i) + 4 * (component - 1), &value, sizeof value);
-      } else {
-        u8* at = pixels.at(i) + 3 * (component - 1);
-        at[0] = static_cast<u8>(value);
-        at[1] = static_cast<u8>(value >> 8);
-        at[2] = static_cast<u8>(value >> 16);
+    forEachPiece(count, [&](i32 at, i32 size) {
+      i32 space[kPiece];
+      const i32* values = integers(lanes + at, size, space);
+      const bool wide = pixels.pixelBytes == 8;
+      for (i32 i = 0; i < size; ++i) {
+        u8* pixel = pixels.at(at + i);
+        if (wide) {
+          std::memcpy(pixel + 4 * (component - 1), &values[i], sizeof(i32));
+        } else {
+          put24(pixel + 3 * (component - 1), values[i]);
+        }
       }
-    }
+    });
   }
 
-  // T.800 G.2.2.
   static void finishReversible(const ScanlineWriter& out, const PixelRow& pixels, const i32* lanes,
                                i32 count) {
-    for (i32 i = 0; i < count; ++i) {
-      u8* pixel = pixels.at(i);
-      const auto [u, v] = parked(pixel, pixels.pixelBytes);
-      const i32 g = wrapAdd(wrapAdd(lanes[i], -(wrapAdd(u, v) >> 2)), out.levelShift);
-      putColours(out, pixel, wrapAdd(g, v), g, wrapAdd(g, u));
-    }
+    finish(out, pixels, lanes, count, kernels().colours53Words);
   }
-
-  // T.800 G.3.2, in double precision from 32-bit constants.
   static void finishIrreversible(const ScanlineWriter& out, const PixelRow& pixels,
                                  const f32* lanes, i32 count) {
-    constexpr f64 kRedCr = std::bit_cast<f32>(0x3FB374BC);
-    constexpr f64 kGreenCb = std::bit_cast<f32>(0x3EB031CF);
-    constexpr f64 kGreenCr = std::bit_cast<f32>(0x3F36D1E1);
-    constexpr f64 kBlueCb = std::bit_cast<f32>(0x3FE2D0E5);
-    for (i32 i = 0; i < count; ++i) {
-      u8* pixel = pixels.at(i);
-      const auto [u, v] = parked(pixel, pixels.pixelBytes);
-      const f64 cb = static_cast<f32>(u), cr = static_cast<f32>(v);
-      const f64 y = static_cast<f32>(out.levelShift) + lanes[i];
-      putColours(out, pixel, round(static_cast<f32>(cr * kRedCr + y)),
-                 round(static_cast<f32>(y - cb * kGreenCb - cr * kGreenCr)),
-                 round(static_cast<f32>(cb * kBlueCb + y)));
-    }
+    finish(out, pixels, lanes, count, kernels().colours97Words);
   }
 
   static bool convertsYcc(const DecodeOptions&) { return true; }
@@ -124,34 +98,75 @@ struct WordFormat {
   static bool fillsFourth(const ScanlineWriter&) { return false; }
 
  private:
-  struct Chroma {
-    i32 first, second;  // components 1 and 2
-  };
+  static constexpr i32 kPiece = 256;  // pixels of a row in work at a time
 
-  static i32 wrapAdd(i32 a, i32 b) {
-    return static_cast<i32>(static_cast<u32>(a) + static_cast<u32>(b));
+  template <class Body>
+  static void forEachPiece(i32 count, const Body& body) {
+    for (i32 at = 0; at < count; at += kPiece) body(at, std::min(kPiece, count - at));
   }
-  static i32 toInteger(i32 v) { return v; }
-  static i32 toInteger(f32 v) { return round(v); }
+
+  static u32 clamp(const ScanlineWriter& out, i64 v) {
+    return static_cast<u32>(std::clamp<i64>(v, 0, out.maxValue));
+  }
+
+  static void convert(const ScanlineWriter& out, const i32* lanes, i32 count, u16* words) {
+    kernels().words53(lanes, count, out.levelShift, out.maxValue, words);
+  }
+  static void convert(const ScanlineWriter& out, const f32* lanes, i32 count, u16* words) {
+    kernels().words97(lanes, count, out.levelShift, out.maxValue, words);
+  }
+
+  // To the nearest integer, ties to even; beyond 32 bits to their ends, and 0 for what is no
+  // number.
+  static i32 round(f32 f) {
+    if (f >= 2147483648.0f) return std::numeric_limits<i32>::max();
+    if (f >= -2147483648.0f) return static_cast<i32>(std::nearbyint(f));
+    return f < 0 ? std::numeric_limits<i32>::min() : 0;
+  }
+
+  static const i32* integers(const i32* lanes, i32, i32*) { return lanes; }
+  static const i32* integers(const f32* lanes, i32 count, i32* space) {
+    if (!kernels().roundSmall(lanes, count, space))
+      std::transform(lanes, lanes + count, space, round);
+    return space;
+  }
+
+  template <class Lane, class Colours>
+  static void finish(const ScanlineWriter& out, const PixelRow& pixels, const Lane* lanes,
+                     i32 count, Colours colours) {
+    forEachPiece(count, [&](i32 at, i32 size) {
+      i32 first[kPiece] = {}, second[kPiece] = {};  // components 1 and 2
+      u16 red[kPiece], green[kPiece], blue[kPiece];
+      const bool wide = pixels.pixelBytes == 8;
+      for (i32 i = 0; i < size; ++i) {
+        const u8* pixel = pixels.at(at + i);
+        if (wide) {
+          std::memcpy(&first[i], pixel, sizeof(i32));
+          std::memcpy(&second[i], pixel + 4, sizeof(i32));
+        } else {
+          first[i] = get24(pixel);
+          second[i] = get24(pixel + 3);
+        }
+      }
+      colours(lanes + at, first, second, size, out.levelShift, out.maxValue, red, green, blue);
+      for (i32 i = 0; i < size; ++i) {
+        u8* pixel = pixels.at(at + i);
+        put(pixel, 0, blue[i]);
+        put(pixel, 1, green[i]);
+        put(pixel, 2, red[i]);
+        if (wide) put(pixel, 3, 0);
+      }
+    });
+  }
 
   static i32 get24(const u8* at) {
     const u32 value = static_cast<u32>(at[0] | (at[1] << 8) | (at[2] << 16));
     return static_cast<i32>(value << 8) >> 8;
   }
-
-  static Chroma parked(const u8* pixel, i32 pixelBytes) {
-    if (pixelBytes != 8) return {get24(pixel), get24(pixel + 3)};
-    Chroma chroma;
-    std::memcpy(&chroma.first, pixel, 4);
-    std::memcpy(&chroma.second, pixel + 4, 4);
-    return chroma;
-  }
-
-  static void putColours(const ScanlineWriter& out, u8* pixel, i32 r, i32 g, i32 b) {
-    put(pixel, 0, clamp(out, b));
-    put(pixel, 1, clamp(out, g));
-    put(pixel, 2, clamp(out, r));
-    if (out.pixelBytes == 8) put(pixel, 3, 0);
+  static void put24(u8* at, i32 v) {
+    at[0] = static_cast<u8>(v);
+    at[1] = static_cast<u8>(v >> 8);
+    at[2] = static_cast<u8>(v >> 16);
   }
 };
 

@@ -2,9 +2,9 @@
 #pragma once
 
 #include <algorithm>
-#include <cstring>
 
 #include "api/types.h"
+#include "engine/kernels.h"
 #include "engine/row_writer.h"
 
 namespace wbx {
@@ -16,7 +16,6 @@ struct ByteFormat {
   static constexpr i32 kBytes = 1;
   static constexpr u32 kOpaque = 255;
   static constexpr bool kRepeatsGrey = true;
-  static constexpr i32 kHalfAndShift = (128 << 6) + 32;  // level shift and rounding half
 
   static u8 get(const u8* pixel, i32 k) { return pixel[k]; }
   static void put(u8* pixel, i32 k, u32 value) { pixel[k] = static_cast<u8>(value); }
@@ -26,25 +25,28 @@ struct ByteFormat {
     return kernel == kKernel53 ? 3 : 1;
   }
 
-  static u8 clamp(i32 v) { return static_cast<u8>(std::clamp(v, 0, 255)); }
-
-  template <Kernel kernel>
-  static u8 convert(i16 v) {
-    if constexpr (kernel == kKernel53) return clamp(static_cast<i16>(v + 128));
-    return clamp((v + kHalfAndShift) >> 6);
-  }
-
   template <class Lane, Kernel kernel>
   static u8 convertDoubled(const ScanlineWriter&, i16 v) {
     if constexpr (kernel == kKernel53) return clamp(v + 128);  // no wrap at 16 bits here
-    return convert<kernel>(v);
+    u8 sample;
+    kernels().bytes97(&v, 1, &sample);
+    return sample;
   }
 
   template <class Lane, Kernel kernel>
   static void storePlain(const ScanlineWriter&, const PixelRow& pixels, i32 channel,
                          const i16* lanes, i32 count) {
-    u8* to = pixels.first + channel;
-    for (i32 i = 0; i < count; ++i) to[i64{i} * pixels.pixelBytes] = convert<kernel>(lanes[i]);
+    const auto convert = kernel == kKernel53 ? kernels().bytes53 : kernels().bytes97;
+    if (pixels.pixelBytes == 1) {
+      convert(lanes, count, pixels.first);
+      return;
+    }
+    forEachPiece(count, [&](i32 at, i32 size) {
+      u8 bytes[kPiece];
+      convert(lanes + at, size, bytes);
+      u8* to = pixels.at(at) + channel;
+      for (i32 i = 0; i < size; ++i) to[i64{i} * pixels.pixelBytes] = bytes[i];
+    });
   }
 
   // A pixel of 4 bytes holds the lanes of components 1 and 2 as 16-bit values, any other one 12
@@ -53,50 +55,27 @@ struct ByteFormat {
   template <class Lane, Kernel kernel>
   static void park(const PixelRow& pixels, i32 component, const i16* lanes, i32 count) {
     if (pixels.pixelBytes == 4) {
-      for (i32 i = 0; i < count; ++i) putLane(pixels.at(i) + 2 * (component - 1), lanes[i]);
+      u8* to = pixels.first + 2 * (component - 1);
+      for (i32 i = 0; i < count; ++i) put16(to + 4 * i, lanes[i]);
       return;
     }
     for (i32 i = 0; i < count; ++i) {
       u8* pixel = pixels.at(i);
       const i32 value = kernel == kKernel53 ? lanes[i] : lanes[i] >> 4;
-      const u32 parked = (get24(pixel) << 12) | (static_cast<u32>(value) & 0xFFF);
-      pixel[0] = static_cast<u8>(parked);
-      pixel[1] = static_cast<u8>(parked >> 8);
-      pixel[2] = static_cast<u8>(parked >> 16);
+      put24(pixel, (get24(pixel) << 12) | (static_cast<u32>(value) & 0xFFF));
     }
   }
 
-  // T.800 G.2.2 on integer lanes.
   static void finishReversible(const ScanlineWriter&, const PixelRow& pixels, const i16* lanes,
                                i32 count) {
-    for (i32 i = 0; i < count; ++i) {
-      u8* pixel = pixels.at(i);
-      const auto [u, v] = parked(pixel, pixels.pixelBytes);
-      const i32 g = lanes[i] - ((u + v) >> 2) + 128;
-      putColours(pixel, pixels.pixelBytes, g + v, g, g + u);
-    }
+    finish(pixels, lanes, count, kernels().colours53Bytes);
   }
 
-  // T.800 G.3.2 in fixed point; the two layouts round at different places.
+  // The two layouts round at different places.
   static void finishIrreversible(const ScanlineWriter&, const PixelRow& pixels, const i16* lanes,
                                  i32 count) {
-    for (i32 i = 0; i < count; ++i) {
-      u8* pixel = pixels.at(i);
-      const auto [cb, cr] = parked(pixel, pixels.pixelBytes);
-      if (pixels.pixelBytes == 4) {
-        const i16 b4 = static_cast<i16>((static_cast<i16>(cb + 2)) >> 2);
-        const i16 r4 = static_cast<i16>((static_cast<i16>(cr + 2)) >> 2);
-        const i32 y = saturate(lanes[i] + kHalfAndShift);
-        const auto colour = [y](i32 t) {
-          return static_cast<i16>(y + saturate(t >> 6)) >> 6;
-        };
-        putColours(pixel, 4, colour(358 * r4), colour(-88 * b4 - 182 * r4), colour(453 * b4));
-      } else {
-        const i32 t = (lanes[i] + kHalfAndShift) * 16;
-        putColours(pixel, pixels.pixelBytes, (t + 358 * cr) >> 10, (t - 88 * cb - 182 * cr) >> 10,
-                   (t + 453 * cb) >> 10);
-      }
-    }
+    finish(pixels, lanes, count,
+           pixels.pixelBytes == 4 ? kernels().colours97BytesWide : kernels().colours97BytesNarrow);
   }
 
   static bool convertsYcc(const DecodeOptions& options) { return !options.nomct; }
@@ -118,31 +97,59 @@ struct ByteFormat {
   }
 
  private:
-  struct Chroma {
-    i32 first, second;  // components 1 and 2
-  };
+  static constexpr i32 kPiece = 512;  // pixels of a row in work at a time
 
-  static u32 get24(const u8* pixel) {
-    return static_cast<u32>(pixel[0] | (pixel[1] << 8) | (pixel[2] << 16));
+  template <class Body>
+  static void forEachPiece(i32 count, const Body& body) {
+    for (i32 at = 0; at < count; at += kPiece) body(at, std::min(kPiece, count - at));
   }
-  static i16 getLane(const u8* at) { return static_cast<i16>(at[0] | (at[1] << 8)); }
-  static void putLane(u8* at, i16 v) {
+
+  template <class Colours>
+  static void finish(const PixelRow& pixels, const i16* lanes, i32 count, Colours colours) {
+    forEachPiece(count, [&](i32 at, i32 size) {
+      i16 first[kPiece] = {}, second[kPiece] = {};  // components 1 and 2
+      u8 red[kPiece], green[kPiece], blue[kPiece];
+      const PixelRow piece{pixels.at(at), pixels.pixelBytes, size};
+      const bool wide = pixels.pixelBytes == 4;
+      for (i32 i = 0; i < size; ++i) {
+        if (wide) {
+          first[i] = get16(piece.first + 4 * i);
+          second[i] = get16(piece.first + 4 * i + 2);
+        } else {
+          const u32 parked = get24(piece.at(i));
+          first[i] = static_cast<i16>(static_cast<i32>(parked << 20) >> 20);
+          second[i] = static_cast<i16>(static_cast<i32>(parked << 8) >> 20);
+        }
+      }
+      colours(lanes + at, first, second, size, red, green, blue);
+      for (i32 i = 0; i < size; ++i) {
+        const u32 colour = static_cast<u32>(blue[i] | (green[i] << 8) | (red[i] << 16));
+        if (wide) {
+          put32(piece.first + 4 * i, 0xFF000000 | colour);
+        } else {
+          put24(piece.at(i), colour);
+        }
+      }
+    });
+  }
+
+  static u8 clamp(i32 v) { return static_cast<u8>(std::clamp(v, 0, 255)); }
+
+  // Little-endian values at any address.
+  static u32 get24(const u8* at) { return static_cast<u32>(at[0] | (at[1] << 8) | (at[2] << 16)); }
+  static void put24(u8* at, u32 v) {
+    at[0] = static_cast<u8>(v);
+    at[1] = static_cast<u8>(v >> 8);
+    at[2] = static_cast<u8>(v >> 16);
+  }
+  static i16 get16(const u8* at) { return static_cast<i16>(at[0] | (at[1] << 8)); }
+  static void put16(u8* at, i16 v) {
     at[0] = static_cast<u8>(v);
     at[1] = static_cast<u8>(static_cast<u16>(v) >> 8);
   }
-  static i32 saturate(i32 v) { return std::clamp(v, -32768, 32767); }
-
-  static Chroma parked(const u8* pixel, i32 pixelBytes) {
-    if (pixelBytes == 4) return {getLane(pixel), getLane(pixel + 2)};
-    const u32 value = get24(pixel);
-    return {static_cast<i32>(value << 20) >> 20, static_cast<i32>(value << 8) >> 20};
-  }
-
-  static void putColours(u8* pixel, i32 pixelBytes, i32 r, i32 g, i32 b) {
-    pixel[0] = clamp(b);
-    pixel[1] = clamp(g);
-    pixel[2] = clamp(r);
-    if (pixelBytes == 4) pixel[3] = 0xFF;
+  static void put32(u8* at, u32 v) {
+    put24(at, v);
+    at[3] = static_cast<u8>(v >> 24);
   }
 };
 

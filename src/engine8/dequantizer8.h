@@ -2,8 +2,8 @@
 #pragma once
 
 #include "api/types.h"
+#include "engine/kernels.h"
 #include "engine/quantizer_step.h"
-#include "engine/transfer.h"
 #include "parse/coding_style.h"
 
 namespace wbx {
@@ -18,9 +18,8 @@ class Dequantizer8 {
                    ? 1024
                    : static_cast<u32>(quantizerStep(precision, stepSizeEntry) * 65536.0f)) {}
 
-  i16 operator()(u32 coefficient, const Reconstruction& rebuilt) const {
-    const u32 product = static_cast<u32>(rebuilt.value(coefficient)) * scale_;
-    return static_cast<i16>(static_cast<i32>(product) >> 12);
+  void operator()(const u32* quads, i32 columns, u32 midpoint, i16* const rows[4]) const {
+    kernels().transferFixed(quads, columns, midpoint, scale_, rows);
   }
 
  private:

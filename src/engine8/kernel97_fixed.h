@@ -4,24 +4,17 @@
 #include <algorithm>
 
 #include "api/types.h"
+#include "engine/kernels.h"
 #include "engine/synthesis.h"
 #include "parse/coding_style.h"
 
 namespace wbx {
 
-// The factors, their shifts and the order of the steps define the result to the last bit. The
-// odd factor is 2 / K and not 1 / K, since the step sizes leave the gain of the subbands out.
 struct Kernel97Fixed {
   using Lane = i16;
   static constexpr Kernel kKernel = kKernel97;
   static constexpr i32 kLag = 4;
-
-  static constexpr i32 kEven = 10077;     // K, 13 fractional bits
-  static constexpr i32 kOdd = 13318;      // 2 / K, 13
-  static constexpr i32 kDelta = -7266;    // 14
-  static constexpr i32 kGamma = -14465;   // 14
-  static constexpr i32 kBeta4 = 1736;     // four times beta, 13; its sum loses 2 bits first
-  static constexpr i32 kAlpha = 12993;    // 13
+  static constexpr i32 kScratchWords = 2;  // four values of 32 bits for each pair
 
   static constexpr i16 halve(i16 v) { return v; }  // a lone sample is taken as it stands
 
@@ -30,44 +23,26 @@ struct Kernel97Fixed {
     return static_cast<i16>((a + right + below + belowRight) >> 2);
   }
 
-  // Multiply-and-add hardware takes 16-bit operands, so each factor meets the low 16 bits of a sum.
-  static constexpr i32 multiply(i32 v, i32 factor, i32 shift) {
-    return (static_cast<i16>(v) * factor) >> shift;
+  static void liftPairs(const i16* a, const i16* b, i32 pairs, i64* scratch, i16* even, i16* odd) {
+    kernels().liftPairs97Fixed(a, b, pairs, reinterpret_cast<i32*>(scratch), even, odd);
+  }
+  static void interleave(const i16* even, const i16* odd, i32 pairs, i16* out) {
+    kernels().interleave16(even, odd, pairs, out);
   }
 
-  // Every stage looks one position further back; o, e1, o1 and e2 are what a pair leaves behind.
-  struct Line {
-    static constexpr i32 kLag = Kernel97Fixed::kLag;
-    i32 o, e1, o1, e2;
-    i32 evenOut, oddOut;
-
-    void step(i32 a, i32 b) {
-      const i32 nextO = multiply(b, kOdd, 13);
-      const i32 nextE1 = multiply(a, kEven, 13) + multiply(nextO + o, kDelta, 14);
-      const i32 nextO1 = o + multiply(nextE1 + e1, kGamma, 14);
-      const i32 nextE2 = e1 + multiply((nextO1 + o1) >> 2, kBeta4, 13);
-      oddOut = o1 + multiply(nextE2 + e2, kAlpha, 13);
-      evenOut = e2;
-      o = nextO;
-      e1 = nextE1;
-      o1 = nextO1;
-      e2 = nextE2;
-    }
-  };
-
-  // A level of one row or one column is lifted in plain 32-bit arithmetic.
+  // A level of one row or one column is lifted in plain 32-bit arithmetic. o, e1, o1 and e2 are
+  // what one pair leaves behind for the next.
   struct LoneLine {
-    static constexpr i32 kLag = Kernel97Fixed::kLag;
-    i32 o, e1, o1, e2;
-    i32 evenOut, oddOut;
+    i32 o = 0, e1 = 0, o1 = 0, e2 = 0;
+    i16 evenOut = 0, oddOut = 0;
 
     void step(i32 a, i32 b) {
       const i32 nextO = product(b, 13318) >> 13;
       const i32 nextE1 = wrap(i64{a} * 10077 - i64{3633} * (i64{nextO} + o)) >> 13;
       const i32 nextO1 = o + (product(nextE1 + e1, -7232) >> 13);
       const i32 nextE2 = e1 + (product(nextO1 + o1, 434) >> 13);
-      oddOut = o1 + (product(nextE2 + e2, 12993) >> 13);
-      evenOut = e2;
+      oddOut = static_cast<i16>(o1 + (product(nextE2 + e2, 12993) >> 13));
+      evenOut = static_cast<i16>(e2);
       o = nextO;
       e1 = nextE1;
       o1 = nextO1;
@@ -79,50 +54,37 @@ struct Kernel97Fixed {
     static constexpr i32 product(i32 v, i32 factor) { return wrap(i64{v} * factor); }
   };
 
-  static void liftRow(const PlanarRow<i16>& row, i16* out) { liftRowByRecurrence<Line>(row, out); }
-  static void liftLoneRow(const PlanarRow<i16>& row, i16* out) {
-    liftRowByRecurrence<LoneLine>(row, out);
+  static void liftLoneRow(const PlanarRow<i16>& row, i64*, i16* out) {
+    LoneLine line;
+    const PairWalk walk(row.width, row.parity, kLag);
+    for (i32 at = walk.first; at < walk.end; at += 2) {
+      line.step(row.even(at), row.odd(at + 1));
+      const i32 to = at - kLag;
+      if (to >= 0 && to < row.width) out[to] = line.evenOut;
+      if (to + 1 >= 0 && to + 1 < row.width) out[to + 1] = line.oddOut;
+    }
   }
 
   class Columns {
    public:
-    Columns(const Workspace<i16>& space, i32 count) : count_(count), space_(space) {
-      for (i32* state : space_.state) std::fill_n(state, count, 0);
+    Columns(const Workspace<i16>& space, i32 count) : count_(count), state_(space.state) {
+      for (i32* state : state_) std::fill_n(state, count, 0);
     }
 
-    void step(const i16* even, const i16* odd, i16* evenOut, i16* oddOut) {
-      if (count_ == 1) {
-        run<LoneLine>(even, odd, evenOut, oddOut);
-      } else {
-        run<Line>(even, odd, evenOut, oddOut);
+    void step(const i16* a, const i16* b, i16* evenOut, i16* oddOut) {
+      if (count_ > 1) {
+        kernels().liftColumns97Fixed(a, b, count_, state_.data(), evenOut, oddOut);
+        return;
       }
+      lone_.step(a[0], b[0]);
+      evenOut[0] = lone_.evenOut;
+      oddOut[0] = lone_.oddOut;
     }
 
    private:
-    template <class L>
-    void run(const i16* even, const i16* odd, i16* evenOut, i16* oddOut) {
-      i32* o = space_.state[0];
-      i32* e1 = space_.state[1];
-      i32* o1 = space_.state[2];
-      i32* e2 = space_.state[3];
-      for (i32 x = 0; x < count_; ++x) {
-        L line;
-        line.o = o[x];
-        line.e1 = e1[x];
-        line.o1 = o1[x];
-        line.e2 = e2[x];
-        line.step(even[x], odd[x]);
-        o[x] = line.o;
-        e1[x] = line.e1;
-        o1[x] = line.o1;
-        e2[x] = line.e2;
-        evenOut[x] = static_cast<i16>(line.evenOut);
-        oddOut[x] = static_cast<i16>(line.oddOut);
-      }
-    }
-
     i32 count_;
-    Workspace<i16> space_;
+    std::array<i32*, 4> state_;
+    LoneLine lone_;
   };
 };
 

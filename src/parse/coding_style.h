@@ -78,8 +78,24 @@ struct CodingStyle {
   [[nodiscard]] i32 parseQuantization(Stream& stream, i32 length, bool isQcc);
   [[nodiscard]] i32 parseRGN(Stream& stream);
 
+  // Makes this a tile's record: takes over what the main header says, but none of the marks that a
+  // component had a COC or QCC of its own, so that a COD or QCD of the tile goes before them.
+  void inherit(const CodingStyle& main);
+
   // The smallest number of resolutions among the components; 255 without any.
   [[nodiscard]] i32 smallestResolutions() const;
+  // Whether each component has a step size for each of its subbands, or the one to derive them
+  // from.
+  [[nodiscard]] bool hasEnoughStepSizes() const;
+
+ private:
+  void storeQCD(const Quantization& given);
+  void storeQCC(u8 index, const Quantization& given);
 };
+
+struct Tile;
+
+// Works out the step sizes of each component with derived quantization. `qntStepSizes` stays 1.
+void finishQuantization(Tile& tile);
 
 }  // namespace wbx

@@ -57,11 +57,29 @@ class MetadataStore {
   [[nodiscard]] const MetadataEntry* head() const { return head_; }
 
  private:
+  // How the walk goes on behind a box.
+  struct WalkStep {
+    i32 code;
+    bool ended;
+  };
+
+  [[nodiscard]] u32 boxType() const { return static_cast<u32>(current_.kind); }
+  void beginEntry();
+  [[nodiscard]] i32 parseFileType(Stream& stream);
+  [[nodiscard]] i32 walkToCodestream(Stream& stream);
   [[nodiscard]] i32 readBoxHeader(Stream& stream);
+  [[nodiscard]] WalkStep parseBox(Stream& stream);
+  [[nodiscard]] WalkStep stepOver(Stream& stream) const;
   [[nodiscard]] i32 parseColourSpec(Stream& stream);
+  void readEnumeratedSpace(Stream& stream);
   [[nodiscard]] i32 parseChannelDefinition(Stream& stream);
+  [[nodiscard]] i32 parseURL(Stream& stream);
   [[nodiscard]] i32 parseUUID(Stream& stream);
-  [[nodiscard]] bool readEntryData(Stream& stream, i32 kind, i32 length);
+  [[nodiscard]] i32 storeUnknownUUID(Stream& stream, const u8* uuid);
+  // The two that store an entry, one after the other, and 0 or 2.
+  [[nodiscard]] i32 store(Stream& stream, MetadataKind kind, i64 length);
+  [[nodiscard]] u8* allocateZeroed(i64 size);
+  [[nodiscard]] bool readEntryData(Stream& stream, MetadataKind kind, i64 length);
   [[nodiscard]] bool appendEntry();
 
   Arena& arena_;

@@ -43,10 +43,12 @@ class Stream {
   u32 position_ = 0;
 };
 
+// The file is the stream's own. Reads raise the position by what was asked for, delivered or not.
 class FileStream final : public Stream {
  public:
   ~FileStream() override { FileStream::close(); }
 
+  // False when the file cannot be opened.
   [[nodiscard]] bool open(const char* path);
 
   [[nodiscard]] i32 type() const override { return kFile; }
@@ -74,11 +76,16 @@ class FileStream final : public Stream {
   void endDeferred();
 
  private:
+  [[nodiscard]] size_t readItem(void* item, size_t size);
+  bool seekSource(u32 offset);
+
   std::FILE* source_ = nullptr;
   bool deferred_ = false;
-  bool seekPending_ = false;
+  bool seekPending_ = false;  // the position was noted, but the file does not stand there yet
 };
 
+// The memory is the caller's. A read of one value that would pass the end delivers nothing and
+// leaves the position.
 class MemoryStream final : public Stream {
  public:
   void open(const void* data, u32 size);
@@ -105,13 +112,24 @@ class MemoryStream final : public Stream {
   // The bytes where they lie. Packet headers and code-block segments are read in place.
   [[nodiscard]] const u8* data() const { return source_; }
   [[nodiscard]] u32 size() const { return size_; }
+  // Behind bytes that were read in place; at most `size`.
+  void moveTo(u32 position) { position_ = position; }
 
  private:
+  [[nodiscard]] u32 remaining() const;
+  // `count` bytes of one value, all or none.
+  void readItem(void* item, u32 count);
+  void writeItem(const void* item, u32 count);
+  // Bytes of a transfer of `count` that are there; fewer set the end-of-data flag.
+  [[nodiscard]] u32 clip(u32 count);
+
   u8* source_ = nullptr;
   u32 size_ = 0;
   bool eof_ = false;
 };
 
+// The source is the caller's; its close callback is called once. Reads raise the position by what
+// was asked for, delivered or not.
 class CustomStream final : public Stream {
  public:
   ~CustomStream() override { CustomStream::close(); }
@@ -139,6 +157,9 @@ class CustomStream final : public Stream {
   void close() override;
 
  private:
+  // What the callback returned; the position is raised in any case.
+  i32 readItem(void* item, u32 count);
+
   void* source_ = nullptr;  // the caller's user value
   bool eof_ = false;
   bool seekable_ = false;

@@ -112,6 +112,14 @@ i32 BlockDecoder::decode(const CodeBlock& block, Stream& stream) {
   return source_.segment.outOfMemory() ? WBX_ERROR_MEMORY : WBX_OK;
 }
 
+void BlockDecoder::shiftRegionBack(u32 shift) {
+  const i32 end = 4 * quadPitch_ * (stripes_ + 1);
+  for (i32 i = 4 * quadPitch_; i < end; ++i) {
+    const u32 sign = coefficients_[i] & 0x80000000, magnitude = coefficients_[i] & 0x7FFFFFFF;
+    if (magnitude >> shift) coefficients_[i] = sign | (magnitude >> shift);
+  }
+}
+
 // Real samples of a word: neither past the width nor past the height of the block.
 u64 BlockDecoder::validMask(i32 stripe, i32 word) const {
   return (word == wordsAcross_ - 1 ? lastColumnsMask_ : ~u64{0}) &

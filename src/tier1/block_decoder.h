@@ -52,7 +52,9 @@ class BlockDecoder {
   [[nodiscard]] const u32* quad(i32 x, i32 y) const {
     return coefficients_ + 4 * (quadPitch_ * (1 + (y >> 2)) + 1 + x);
   }
-  [[nodiscard]] i32 quadPitch() const { return quadPitch_; }
+  // Magnitudes of at least 2^shift belong to the region of interest and are moved down to where
+  // the background is (T.800 H.1).
+  void shiftRegionBack(u32 shift);
   // The plane of the last pass run; 0 when the passes reached the bottom.
   [[nodiscard]] i32 lastPlane() const { return lastPlane_; }
 

@@ -9,59 +9,68 @@
 
 namespace wbx {
 
-// A header of a few bytes can announce billions of tiles or precincts that no packet ever fills.
-// The table costs one root pointer for each 32 Ki records announced, and a page of at most 32
-// records for each run of them that is really used. All memory is the Arena's; T is constructed
-// in place and never destroyed.
-template <class T>
+// A header of a few bytes can announce billions of tiles or precincts that no packet ever fills. A
+// radix tree of small nodes over pages of 2^kPageShift records makes a record cost what its use
+// costs: at most seven nodes of 32 pointers, far less where neighbours are used too. All memory is
+// the Arena's; T is constructed in place and never destroyed.
+template <class T, u32 kPageShift = 3>
 class PagedTable {
  public:
   // Sets the size; allocates nothing.
-  void setCount(u32 count) { count_ = count; }
+  void setCount(u32 count) {
+    count_ = count;
+    rootShift_ = kPageShift;
+    while (u64{count} > u64{1} << rootShift_) rootShift_ += kFanShift;
+  }
   [[nodiscard]] u32 count() const { return count_; }
 
   // The record, or null when its page was never touched.
   [[nodiscard]] T* find(u32 index) const {
-    if (root_ == nullptr) return nullptr;
-    T** middle = root_[index >> kRootShift];
-    if (middle == nullptr) return nullptr;
-    T* leaf = middle[(index >> kLeafShift) & (kMiddleSize - 1)];
-    return leaf == nullptr ? nullptr : &leaf[index & (kLeafSize - 1)];
+    void* node = root_;
+    for (u32 shift = rootShift_; shift > kPageShift; shift -= kFanShift) {
+      if (node == nullptr) return nullptr;
+      node = static_cast<void**>(node)[slotOf(index, shift)];
+    }
+    return node == nullptr ? nullptr : static_cast<T*>(node) + (index & (kPageSize - 1));
   }
 
   // The record, made on demand with the rest of its page; null when memory runs out.
   [[nodiscard]] T* obtain(u32 index, Arena& arena) {
-    if (root_ == nullptr) {
-      root_ = arena.allocateArray<T**>(((count_ - 1) >> kRootShift) + 1);
-      if (root_ == nullptr) return nullptr;
-      std::fill_n(root_, ((count_ - 1) >> kRootShift) + 1, nullptr);
+    void** slot = &root_;
+    for (u32 shift = rootShift_; shift > kPageShift; shift -= kFanShift) {
+      if (*slot == nullptr) *slot = makeNode(arena);
+      if (*slot == nullptr) return nullptr;
+      slot = &static_cast<void**>(*slot)[slotOf(index, shift)];
     }
-    T**& middle = root_[index >> kRootShift];
-    if (middle == nullptr) {
-      const u32 size = std::min<u32>(kMiddleSize, ((count_ - 1) >> kLeafShift) + 1);
-      T** made = arena.allocateArray<T*>(size);
-      if (made == nullptr) return nullptr;
-      std::fill_n(made, size, nullptr);
-      middle = made;
-    }
-    T*& leaf = middle[(index >> kLeafShift) & (kMiddleSize - 1)];
-    if (leaf == nullptr) {
-      const u32 size = std::min<u32>(kLeafSize, count_);
-      T* records = arena.allocateArray<T>(size);
-      if (records == nullptr) return nullptr;
-      for (u32 i = 0; i < size; ++i) new (&records[i]) T();
-      leaf = records;
-    }
-    return &leaf[index & (kLeafSize - 1)];
+    if (*slot == nullptr) *slot = makePage(arena);
+    return *slot == nullptr ? nullptr : static_cast<T*>(*slot) + (index & (kPageSize - 1));
   }
 
  private:
-  static constexpr u32 kLeafShift = 5, kRootShift = 15;
-  static constexpr u32 kLeafSize = 1u << kLeafShift;
-  static constexpr u32 kMiddleSize = 1u << (kRootShift - kLeafShift);
+  static constexpr u32 kPageSize = 1u << kPageShift;
+  static constexpr u32 kFanShift = 5;
+  static constexpr u32 kFan = 1u << kFanShift;
 
-  T*** root_ = nullptr;
+  // Which child of a node whose span is 2^shift records holds the index.
+  static u32 slotOf(u32 index, u32 shift) { return (index >> (shift - kFanShift)) & (kFan - 1); }
+
+  static void** makeNode(Arena& arena) {
+    void** node = arena.allocateArray<void*>(kFan);
+    if (node != nullptr) std::fill_n(node, kFan, nullptr);
+    return node;
+  }
+
+  T* makePage(Arena& arena) {
+    const u32 size = std::min(kPageSize, count_);
+    T* page = arena.allocateArray<T>(size);
+    if (page == nullptr) return nullptr;
+    for (u32 i = 0; i < size; ++i) new (&page[i]) T();
+    return page;
+  }
+
+  void* root_ = nullptr;
   u32 count_ = 0;
+  u32 rootShift_ = kPageShift;
 };
 
 }  // namespace wbx

@@ -17,13 +17,15 @@ class PacketBitReader;
 
 // Made when the block is first included in a packet.
 struct CodeBlock {
-  Rect rect;                           // in subband coordinates
-  i8 passCount = 0;                    // coding passes received so far
-  i8 firstPass = 0;                    // 3 times zeroPlanes, in 8 bits
-  i8 zeroPlanes = 0;                   // missing most significant bit planes, in 8 bits
-  i8 lblock = 3;                       // T.800 B.10.7.1
-  DataChunk* chunks = nullptr;         // first chunk of all
+  Rect rect;                    // in subband coordinates
+  i8 passCount = 0;             // coding passes received so far, in 8 bits
+  i8 firstPass = 0;             // 3 times zeroPlanes, in 8 bits
+  i8 zeroPlanes = 0;            // missing most significant bit planes, in 8 bits
+  i8 lblock = 3;                // T.800 B.10.7.1
+  DataChunk* chunks = nullptr;  // first chunk of all
+  DataChunk* lastChunk = nullptr;
   DataChunk* pendingChunks = nullptr;  // first chunk whose body the current packet still owes
+  CodeBlock* nextPending = nullptr;    // in the current packet
 
   // Appends a chunk; false when the Arena refuses.
   [[nodiscard]] bool addChunk(Arena& arena, const Stream& stream, u32 length, u8 passesByte);
@@ -43,18 +45,21 @@ struct Precinct {
   TagTree tree;  // both tag trees, and the code blocks at their leaves
 
   // Null when the block was never included.
-  [[nodiscard]] const CodeBlock* block(u32 column, u32 row) const;
+  [[nodiscard]] const CodeBlock* block(u32 column, u32 row) const {
+    return tree.block(column, row);
+  }
 };
 
 struct Subband {
-  u8 orientation = 0;   // 0 LL, 1 HL, 2 LH, 3 HH
   Rect rect;            // in subband coordinates
+  u8 orientation = 0;   // 0 LL, 1 HL, 2 LH, 3 HH
   u8 ppx = 0, ppy = 0;  // precinct exponents as they apply here
   u8 xcb = 0, ycb = 0;  // block exponents as they apply here
-  u32 precinctsWide = 0;
+  u16 precinctsWide = 0;
   PagedTable<Precinct> precincts;  // row by row
 
-  // The grid is taken from the subband's own first coordinate.
+  // The grid is taken from the subband's own first coordinate, so that the last cells of a subband
+  // that begins just past a cell boundary of its resolution's grid come out empty.
   [[nodiscard]] BlockGrid precinctGrid(u32 precinct) const;
 };
 
@@ -68,6 +73,11 @@ struct Resolution {
   [[nodiscard]] u32 precinctCount() const { return u32{precinctsWide} * precinctsHigh; }
   // A subband with an empty rectangle has no precincts at all.
   [[nodiscard]] static bool hasPrecincts(const Subband& band) { return !band.rect.empty(); }
+
+  // Takes the rectangle and the precinct exponents, and lays out the precinct grid.
+  void place(const Rect& where, u8 precinctWidthExp, u8 precinctHeightExp);
+  // Lays out the subbands of resolution `index`, once it is placed.
+  void build(const ComponentCoding& coding, i32 index);
 };
 
 struct TileComponent {
@@ -77,6 +87,10 @@ struct TileComponent {
   u8 xStep = 1, yStep = 1;
   i8 resolutionCount = 0;
   Resolution* resolutions = nullptr;  // index 0 is the lowest
+
+  // False when the Arena refuses.
+  [[nodiscard]] bool build(Arena& arena, const Rect& tile, const ComponentInfo& info,
+                           const ComponentCoding& coding);
 };
 
 struct Tile {
@@ -98,6 +112,11 @@ struct Tile {
   [[nodiscard]] i32 readNextPacket(PacketBitReader& reader);
 
   [[nodiscard]] bool isBuilt() const { return partsSeen != 0; }
+
+ private:
+  [[nodiscard]] bool precinctsHaveArea() const;
+  [[nodiscard]] i32 buildComponent(i32 index, const ComponentInfo& info);
+  [[nodiscard]] i32 startIterator();
 };
 
 // A subband's rectangle, and where it lies in the plane of its resolution in the usual arrangement
@@ -107,6 +126,7 @@ struct SubbandRect {
   u16 left = 0, top = 0, right = 0, bottom = 0;
 };
 
+// All zero for an orientation above 3.
 [[nodiscard]] SubbandRect subbandRect(const Resolution& resolution, u8 orientation);
 
 }  // namespace wbx

@@ -14,15 +14,19 @@ class TileTable {
  public:
   static constexpr i64 kMaxTiles = i64{1} << 24;
 
-  // Works out the grid. Returns 0, 3 for a total below 1, or 2.
-  [[nodiscard]] i32 create(const ImageHeader& header, Arena& arena);
+  // Works out the grid of a header that has passed its tests of geometry; allocates nothing.
+  void layOut(const ImageHeader& header);
+  // Makes the table for that grid. Returns 0 or 2.
+  [[nodiscard]] i32 create(Arena& arena);
 
   [[nodiscard]] i32 across() const { return across_; }
   [[nodiscard]] i32 down() const { return down_; }
-  [[nodiscard]] i32 total() const { return total_; }
+  [[nodiscard]] i64 total() const { return i64{across_} * down_; }
   [[nodiscard]] Rect rect(i32 index) const;
 
+  // Null for a tile that no SOT has named.
   [[nodiscard]] Tile* find(i32 index) const { return tiles_.find(static_cast<u32>(index)); }
+  // Null when memory runs out.
   [[nodiscard]] Tile* obtain(i32 index, Arena& arena);
 
   // All tiles are selected at first.
@@ -32,10 +36,10 @@ class TileTable {
   void setSelected(i32 index, bool selected);
 
  private:
-  i32 across_ = 0, down_ = 0, total_ = 0;
+  i32 across_ = 0, down_ = 0;
   Rect image_, grid_, tile_;
   u32* deselected_ = nullptr;  // one bit a tile
-  PagedTable<Tile> tiles_;
+  PagedTable<Tile, 0> tiles_;  // a record each
 };
 
 }  // namespace wbx

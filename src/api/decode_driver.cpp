@@ -1,0 +1,147 @@
+#include <algorithm>
+#include <limits>
+
+#include "wbx.h"
+
+#include "api/decoder.h"
+#include "api/logger.h"
+#include "api/slave_list.h"
+
+namespace wbx {
+
+namespace {
+
+constexpr u16 kPremultipliedOpacity = 2;  // Typ of a channel definition, T.800 I.5.3.6
+constexpr u16 kAssociatedBlue = 3;        // Asoc of a channel definition
+
+// A grey sample stands alone; colours get a fourth sample, so that pixels fit machine words.
+i32 internalPixelBytes(const ImageHeader& image) {
+  return image.components == 1 ? image.bytesPerSample : 4 * image.bytesPerSample;
+}
+
+}  // namespace
+
+Rect Decoder::pictureAt(i32 level) const {
+  return reduceRect(decodeRegion, level);
+}
+
+i32 Decoder::planOutput(void** buffer, u32* size, u32* pitch) {
+  const u32 givenSize = *size;
+  const Rect picture = pictureAt(std::min(options.res_level, resolutionCount() - 1));
+  const bool external = *buffer != nullptr;
+  const i32 packedBytes = image.components * image.bytesPerSample;
+  if (options.bpp == 0) options.bpp = external ? packedBytes : internalPixelBytes(image);
+
+  const i64 packedRow = i64{options.bpp} * picture.width();
+  const i64 row = external && pitch != nullptr && *pitch != 0 ? i64{*pitch} : packedRow;
+  const i64 bytes = row * picture.height();
+  const bool fits = bytes >= 0 && bytes <= std::numeric_limits<u32>::max();
+
+  if (!external) {
+    if (fits) *buffer = slaveList.buy(static_cast<size_t>(bytes), this);
+    if (*buffer == nullptr) return WBX_ERROR_MEMORY;
+  }
+  outputPlan.bytesPerPixel = options.bpp;
+  outputPlan.size = static_cast<u32>(bytes);
+  outputPlan.pitch = static_cast<u32>(row);
+  outputPlan.buffer = static_cast<u8*>(*buffer);
+  outputPlan.width = picture.width();
+  outputPlan.height = picture.height();
+
+  if (options.bpp < packedBytes) return WBX_ERROR_BPP;
+  *size = outputPlan.size;
+  if (pitch != nullptr) *pitch = outputPlan.pitch;
+  if (!external) return WBX_OK;
+  const bool tooSmall = row < packedRow || (givenSize != 0 && outputPlan.size > givenSize);
+  return !fits || tooSmall ? WBX_ERROR_BUFFER_SIZE : WBX_OK;
+}
+
+void Decoder::settleOptions() {
+  if (options.video == 2) options.video = chromaSubsampled ? 1 : 0;
+  if (options.nomct != 0) {
+    mainCoding.mct = kMctNone;
+    for (i32 i = 0; i < tileCount(); ++i) {
+      Tile* tile = tileTable.find(i);
+      if (tile != nullptr) tile->style.mct = kMctNone;
+    }
+  }
+  options.colourSpace = static_cast<i32>(metadata.colourSpace());
+  if (metadata.channelCount() >= 4 && metadata.channelDefinition(3).type == kPremultipliedOpacity) {
+    options.mul_by_alpha = 0;
+  }
+  const bool firstIsBlue =
+      metadata.channelCount() > 0 && metadata.channelDefinition(0).association == kAssociatedBlue;
+  options.bgrOutput = firstIsBlue ? 0 : 1;
+}
+
+bool Decoder::isDecodable(i32 index) const {
+  if (!tileTable.isSelected(index)) return false;
+  const Tile* tile = tileTable.find(index);
+  return tile != nullptr && tile->isBuilt();
+}
+
+template <class Engine>
+i32 Decoder::runEngine(Engine& engine, const Tile& tile, i32 x, i32 y) {
+  engine.context = {&blockDecoder, &options, image.components, &cancelled};
+
+  // Strides of a whole number of samples.
+  const i32 sampleBytes = image.bytesPerSample;
+  ScanlineWriter& writer = engine.writer;
+  writer.colourTransform = tile.style.mct;
+  writer.components = tile.componentCount;
+  writer.origin = outputPlan.buffer + i64{y} * outputPlan.pitch + i64{x} * outputPlan.bytesPerPixel;
+  writer.rowBytes = i64{outputPlan.pitch} / sampleBytes * sampleBytes;
+  writer.pixelBytes = outputPlan.bytesPerPixel / sampleBytes * sampleBytes;
+  writer.imageWidth = static_cast<i32>(outputPlan.width);
+  writer.imageHeight = static_cast<i32>(outputPlan.height);
+  writer.columnsLeft = writer.imageWidth - x;
+  writer.rowsLeft = writer.imageHeight - y;
+  if (sampleBytes > 1) {
+    writer.maxValue = (1 << image.maxPrecision) - 1;
+    writer.levelShift = 1 << (image.maxPrecision - 1);
+  }
+  return engine.decodeTile(tile);
+}
+
+i32 Decoder::decodeTile(i32 index, const Rect& picture) {
+  logger.writeStamped("  - Tile #%u", static_cast<u32>(index));
+  if (!isDecodable(index)) {
+    logger.writeMore(" => Skipped.");
+    return WBX_OK;
+  }
+  const Tile& tile = *tileTable.find(index);
+  const Rect reduced = reduceRect(tile.rect, options.res_level);
+  const i32 x = reduced.x0 - picture.x0;
+  i32 y = reduced.y0 - picture.y0;
+  logger.writeMore(" -> Active. Offset=%ux%u, Size=%ux%u Decoding...", static_cast<u32>(x),
+                   static_cast<u32>(y), u32{tile.rect.width()}, u32{tile.rect.height()});
+  if (x >= picture.width() || y >= picture.height()) {
+    logger.writeMore(" => Skipped.");
+    return WBX_OK;
+  }
+
+  logger.writeStamped("== TILE: Decoding... ====================");
+  // The engines write the rows of a tile bottom up under the same option.
+  if (options.bitmap != 0) y = picture.height() - reduced.height() - y;
+  const i32 code =
+      image.bytesPerSample < 2 ? runEngine(engine8, tile, x, y) : runEngine(engine16, tile, x, y);
+  if (code != WBX_OK) return code;
+  logger.writeStamped("== TILE: Decoding Finished. =============");
+  return WBX_OK;
+}
+
+i32 Decoder::decodeTiles() {
+  cancelled.store(false, std::memory_order_relaxed);
+  options.res_level = std::clamp(options.res_level, 0, resolutionCount() - 1);
+  const Rect picture = pictureAt(options.res_level);
+  settleOptions();
+
+  for (i32 i = 0; i < tileCount(); ++i) {
+    if (cancelled.load(std::memory_order_relaxed)) break;
+    const i32 code = decodeTile(i, picture);
+    if (code != WBX_OK) return code;
+  }
+  return cancelled.load(std::memory_order_relaxed) ? WBX_ERROR_CANCELLED : WBX_OK;
+}
+
+}  // namespace wbx

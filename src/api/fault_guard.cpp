@@ -1,0 +1,86 @@
+#include "api/fault_guard.h"
+
+#if defined(__GLIBCXX__)
+#include <cxxabi.h>
+#endif
+
+#include "api/fault_numbers.h"
+#include "api/logger.h"
+#include "api/platform.h"
+
+namespace wbx {
+
+namespace {
+
+struct Name {
+  u32 number;
+  const char* text;
+};
+
+constexpr Name kNames[] = {
+    {kFaultMisalignment, "Datatype Misalignment"},
+    {kFaultBreakpoint, "Breakpoint"},
+    {kFaultSingleStep, "Single-step"},
+    {kFaultAccessViolation, "Access Violation"},
+    {kFaultInPage, "In-page Error"},
+    {kFaultIllegalInstruction, "Illegal Instruction"},
+    {kFaultInvalidDisposition, "Invalid Disposition"},
+    {kFaultArrayBounds, "Array Bounds Exceeded"},
+    {kFaultFloatDenormal, "Float Denormal Operand"},
+    {kFaultFloatDivideByZero, "Float Divide By Zero"},
+    {kFaultFloatInexact, "Float Inexact Result"},
+    {kFaultFloatInvalid, "Float Invalid Operation"},
+    {kFaultFloatStackCheck, "Float Stack Check"},
+    {kFaultIntegerDivideByZero, "Integer Divide By Zero"},
+    {kFaultPrivateInstruction, "Private Instruction"},
+    {kFaultStackOverflow, "Stack Overflow"},
+};
+
+struct Trial {
+  i32 (*call)(void*);
+  void* argument;
+  i32 code;
+  bool threw;
+};
+
+// The exception of a forced unwinding has no object, which the sanitizer takes for a null
+// reference.
+#if defined(__GNUC__)
+__attribute__((no_sanitize("undefined")))
+#endif
+void runTrial(void* argument) {
+  Trial& trial = *static_cast<Trial*>(argument);
+  try {
+    trial.code = trial.call(trial.argument);
+#if defined(__GLIBCXX__)
+  } catch (abi::__forced_unwind&) {
+    throw;  // a thread that is cancelled inside a caller's callback has to unwind to its end
+#endif
+  } catch (...) {
+    trial.threw = true;
+  }
+}
+
+}  // namespace
+
+const char* faultName(u32 number) {
+  for (const Name& name : kNames) {
+    if (name.number == number) return name.text;
+  }
+  return "Unknown";
+}
+
+i32 FaultGuard::runCall(Level level, i32 (*call)(void*), void* argument) {
+  Trial trial = {call, argument, WBX_OK, false};
+  u32 fault = trapFaults(&runTrial, &trial);
+  if (trial.threw) fault = kFaultLanguageException;
+  if (fault == 0) return trial.code;
+
+  if (level == Level::kProbe) return WBX_ERROR_ARGUMENT;
+  if (level == Level::kWork) {
+    logger.writeStamped("[!!! INTERNAL ERROR] Fatal Exception (%X): %s.", fault, faultName(fault));
+  }
+  return WBX_ERROR_INTERNAL;
+}
+
+}  // namespace wbx

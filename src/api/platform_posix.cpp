@@ -1,0 +1,230 @@
+#include <csetjmp>
+#include <csignal>
+#include <cstdint>
+
+#if defined(__linux__)
+#include <sys/syscall.h>
+#include <unistd.h>
+#else
+#include <functional>
+#include <thread>
+#endif
+
+#include "api/fault_numbers.h"
+#include "api/platform.h"
+
+// With the initial-exec model a thread's first look at such a variable allocates nothing, so that
+// a signal handler may look too; and every look is a single instruction.
+#if defined(__GLIBC__)
+#define WBX_TLS_MODEL __attribute__((tls_model("initial-exec")))
+#else
+#define WBX_TLS_MODEL
+#endif
+
+namespace wbx {
+
+namespace {
+
+// One running trapFaults. The frames of a thread form a chain, since a caller's callback may call
+// the library again.
+struct TrapFrame {
+  TrapFrame();
+  ~TrapFrame();
+  TrapFrame(const TrapFrame&) = delete;
+  TrapFrame& operator=(const TrapFrame&) = delete;
+
+  sigjmp_buf escape;
+  TrapFrame* outer;
+  volatile u32 fault = 0;
+};
+
+WBX_TLS_MODEL constinit thread_local TrapFrame* innermostFrame = nullptr;
+WBX_TLS_MODEL constinit thread_local u32 errorWord = 0;
+
+TrapFrame::TrapFrame() : outer(innermostFrame) {
+  innermostFrame = this;
+}
+TrapFrame::~TrapFrame() {
+  innermostFrame = outer;
+}
+
+struct Trap {
+  int signal;
+  bool inPlace;
+  struct sigaction before;
+};
+
+constinit Trap traps[] = {
+    {SIGSEGV, false, {}}, {SIGBUS, false, {}}, {SIGFPE, false, {}}, {SIGILL, false, {}}};
+
+Trap& trapOf(int signal) {
+  Trap* trap = traps;
+  while (trap->signal != signal) ++trap;
+  return *trap;
+}
+
+// A positive code is the kernel's word for a fault of the running instruction; the others come from
+// kill, raise and the like, and are no business of ours.
+bool isSent(const siginfo_t* info) {
+  return info->si_code <= 0;
+}
+
+u32 floatFault(int code) {
+  switch (code) {
+    case FPE_INTDIV:
+      return kFaultIntegerDivideByZero;
+    case FPE_INTOVF:
+      return kFaultIntegerOverflow;
+    case FPE_FLTDIV:
+      return kFaultFloatDivideByZero;
+    case FPE_FLTOVF:
+      return kFaultFloatOverflow;
+    case FPE_FLTUND:
+      return kFaultFloatUnderflow;
+    case FPE_FLTRES:
+      return kFaultFloatInexact;
+    case FPE_FLTSUB:
+      return kFaultArrayBounds;
+    default:
+      return kFaultFloatInvalid;
+  }
+}
+
+// The default action needs the signal once more: a fault comes again by itself when its instruction
+// does, a sent signal has to be sent again, and arrives when our handler returns.
+void takeDefaultAction(int signal, const siginfo_t* info) {
+  std::signal(signal, SIG_DFL);
+  if (isSent(info)) std::raise(signal);
+}
+
+// Hands the signal to the handler that stood before ours, as the kernel would have.
+void handOn(int signal, siginfo_t* info, void* context) {
+  Trap& trap = trapOf(signal);
+  const struct sigaction before = trap.before;
+  if ((before.sa_flags & SA_SIGINFO) == 0) {
+    if (before.sa_handler == SIG_IGN && isSent(info)) return;
+    if (before.sa_handler == SIG_IGN || before.sa_handler == SIG_DFL) {
+      takeDefaultAction(signal, info);
+      return;
+    }
+  }
+
+  pthread_sigmask(SIG_BLOCK, &before.sa_mask, nullptr);
+  if ((before.sa_flags & SA_NODEFER) != 0) {
+    sigset_t self;
+    sigemptyset(&self);
+    sigaddset(&self, signal);
+    pthread_sigmask(SIG_UNBLOCK, &self, nullptr);
+  }
+  if ((static_cast<u32>(before.sa_flags) & static_cast<u32>(SA_RESETHAND)) != 0) {
+    trap.before.sa_flags = 0;
+    trap.before.sa_handler = SIG_DFL;
+  }
+  if ((before.sa_flags & SA_SIGINFO) != 0) {
+    before.sa_sigaction(signal, info, context);
+  } else {
+    before.sa_handler(signal);
+  }
+}
+
+void onSignal(int signal, siginfo_t* info, void* context) {
+  TrapFrame* frame = innermostFrame;
+  const u32 fault = faultOfSignal(signal, info->si_code);
+  if (frame == nullptr || isSent(info) || !isTaken(fault)) {
+    handOn(signal, info, context);
+    return;
+  }
+  frame->fault = fault;
+  // Put back by hand, the mask costs nothing on the way in: a sigsetjmp that saves it makes a
+  // system call for every guard.
+  pthread_sigmask(SIG_SETMASK, &static_cast<ucontext_t*>(context)->uc_sigmask, nullptr);
+  siglongjmp(frame->escape, 1);
+}
+
+bool isOurs(const struct sigaction& action) {
+  return (action.sa_flags & SA_SIGINFO) != 0 && action.sa_sigaction == &onSignal;
+}
+
+bool isPlain(const struct sigaction& action) {
+  return (action.sa_flags & SA_SIGINFO) == 0 &&
+         (action.sa_handler == SIG_DFL || action.sa_handler == SIG_IGN);
+}
+
+void install(Trap& trap) {
+  struct sigaction current = {};
+  if (sigaction(trap.signal, nullptr, &current) != 0 || isOurs(current)) return;
+  // A handler that was set above ours calls ours; to go above it in turn would close a circle.
+  if (trap.inPlace && !isPlain(current)) return;
+
+  struct sigaction ours = {};
+  ours.sa_sigaction = &onSignal;
+  ours.sa_flags = SA_SIGINFO | SA_ONSTACK;
+  sigemptyset(&ours.sa_mask);
+  trap.before = current;
+  trap.inPlace = sigaction(trap.signal, &ours, nullptr) == 0;
+}
+
+void remove(Trap& trap) {
+  struct sigaction current = {};
+  if (!trap.inPlace || sigaction(trap.signal, nullptr, &current) != 0 || !isOurs(current)) return;
+  trap.inPlace = sigaction(trap.signal, &trap.before, nullptr) != 0;
+}
+
+}  // namespace
+
+u32 lastErrorWord() {
+  return errorWord;
+}
+
+void setLastErrorWord(u32 word) {
+  errorWord = word;
+}
+
+u32 currentThreadId() {
+#if defined(__linux__)
+  return static_cast<u32>(syscall(SYS_gettid));
+#else
+  return static_cast<u32>(std::hash<std::thread::id>{}(std::this_thread::get_id()));
+#endif
+}
+
+u32 millisecondsSince(std::clock_t start) {
+  return static_cast<u32>(static_cast<i64>(std::clock() - start) * 1000 / CLOCKS_PER_SEC);
+}
+
+std::tm localTimeNow() {
+  const std::time_t now = std::time(nullptr);
+  std::tm result = {};
+  localtime_r(&now, &result);
+  return result;
+}
+
+u32 faultOfSignal(int signal, int code) {
+  switch (signal) {
+    case SIGBUS:
+      return code == BUS_ADRALN ? kFaultMisalignment : kFaultAccessViolation;
+    case SIGFPE:
+      return floatFault(code);
+    case SIGILL:
+      return kFaultIllegalInstruction;
+    default:
+      return kFaultAccessViolation;
+  }
+}
+
+u32 trapFaults(void (*call)(void*), void* argument) {
+  TrapFrame frame;
+  if (sigsetjmp(frame.escape, 0) != 0) return frame.fault;
+  call(argument);
+  return 0;
+}
+
+void installFaultTraps() {
+  for (Trap& trap : traps) install(trap);
+}
+
+void removeFaultTraps() {
+  for (Trap& trap : traps) remove(trap);
+}
+
+}  // namespace wbx

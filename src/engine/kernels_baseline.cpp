@@ -1,0 +1,3 @@
+#define WBX_KERNEL_SET baseline
+#define WBX_KERNEL_SET_NAME "baseline"
+#include "engine/kernels_impl.h"

@@ -1,0 +1,370 @@
+// The loops behind kernels.h. Included by one source file for each instruction set, which names
+// its own namespace, WBX_KERNEL_SET. No inline function from outside may be called here: the
+// linker would be free to keep the copy that the wrong processor cannot run.
+
+#include "engine/kernels.h"
+
+namespace wbx::WBX_KERNEL_SET {
+namespace {
+
+// 5-3 (T.800 F.3.8.2). Sums are formed in 32 bits; what is kept for the next pair has the width of
+// the lane and wraps. An odd sample sees the even result behind it, of its own step, unwrapped.
+inline i32 add(i32 x, i32 y) { return static_cast<i32>(static_cast<u32>(x) + static_cast<u32>(y)); }
+inline i32 subtract(i32 x, i32 y) {
+  return static_cast<i32>(static_cast<u32>(x) - static_cast<u32>(y));
+}
+// The even sample a between the odd ones on its two sides.
+inline i32 liftEven(i32 a, i32 before, i32 behind) {
+  return subtract(a, add(add(before, behind), 2) >> 2);
+}
+// The odd sample b between the even results on its two sides.
+inline i32 liftOdd(i32 b, i32 before, i32 behind) { return add(b, add(before, behind) >> 1); }
+
+template <class L>
+void liftPairs53(const L* __restrict a, const L* __restrict b, i32 pairs, L* __restrict even,
+                 L* __restrict odd) {
+  for (i32 p = 1; p < pairs; ++p) even[p] = static_cast<L>(liftEven(a[p], b[p - 1], b[p]));
+  for (i32 p = 1; p + 1 < pairs; ++p) {
+    odd[p] = static_cast<L>(liftOdd(b[p], even[p], liftEven(a[p + 1], b[p], b[p + 1])));
+  }
+}
+
+template <class L>
+void liftColumns53(const L* __restrict a, const L* __restrict b, i32 columns,
+                   L* __restrict evenPrev, L* __restrict oddIn, L* __restrict evenOut,
+                   L* __restrict oddOut) {
+  for (i32 x = 0; x < columns; ++x) {
+    const L before = evenPrev[x], odd = oddIn[x];
+    const i32 lifted = liftEven(a[x], odd, b[x]);
+    evenOut[x] = before;
+    oddOut[x] = static_cast<L>(liftOdd(odd, before, lifted));
+    evenPrev[x] = static_cast<L>(lifted);
+    oddIn[x] = b[x];
+  }
+}
+
+// 9-7 in fixed point (T.800 F.3.8.1). The factors, their shifts and the order of the steps define
+// the result to the last bit: each factor meets the low 16 bits of its sum, as multiply-and-add
+// hardware takes it. The odd factor is 2 / K and not 1 / K, since the step sizes leave the gain of
+// the subbands out.
+inline i32 multiply(i32 v, i32 factor, i32 shift) {
+  return (static_cast<i16>(v) * factor) >> shift;
+}
+
+inline i32 scaleEven(i32 a) {
+  return multiply(a, 10077, 13);
+}  // K
+inline i32 scaleOdd(i32 b) {
+  return multiply(b, 13318, 13);
+}  // 2 / K
+inline i32 stepDelta(i32 e, i32 left, i32 right) {
+  return e + multiply(left + right, -7266, 14);
+}
+inline i32 stepGamma(i32 o, i32 left, i32 right) {
+  return o + multiply(left + right, -14465, 14);
+}
+// Four times beta, on a quarter of the sum.
+inline i32 stepBeta(i32 e, i32 left, i32 right) {
+  return e + multiply((left + right) >> 2, 1736, 13);
+}
+inline i32 stepAlpha(i32 o, i32 left, i32 right) {
+  return o + multiply(left + right, 12993, 13);
+}
+
+void liftPairs97Fixed(const i16* __restrict a, const i16* __restrict b, i32 pairs,
+                      i32* __restrict scratch, i16* __restrict even, i16* __restrict odd) {
+  i32* __restrict o = scratch;
+  i32* __restrict e1 = o + pairs;
+  i32* __restrict o1 = e1 + pairs;
+  i32* __restrict e2 = o1 + pairs;
+  for (i32 p = 0; p < pairs; ++p) o[p] = scaleOdd(b[p]);
+  for (i32 p = 1; p < pairs; ++p) e1[p] = stepDelta(scaleEven(a[p]), o[p - 1], o[p]);
+  for (i32 p = 1; p + 1 < pairs; ++p) o1[p] = stepGamma(o[p], e1[p], e1[p + 1]);
+  for (i32 p = 2; p + 1 < pairs; ++p) {
+    e2[p] = stepBeta(e1[p], o1[p - 1], o1[p]);
+    even[p] = static_cast<i16>(e2[p]);
+  }
+  for (i32 p = 2; p + 2 < pairs; ++p) odd[p] = static_cast<i16>(stepAlpha(o1[p], e2[p], e2[p + 1]));
+}
+
+void liftColumns97Fixed(const i16* __restrict a, const i16* __restrict b, i32 columns,
+                        i32* const state[4], i16* __restrict evenOut, i16* __restrict oddOut) {
+  i32* __restrict o = state[0];
+  i32* __restrict e1 = state[1];
+  i32* __restrict o1 = state[2];
+  i32* __restrict e2 = state[3];
+  for (i32 x = 0; x < columns; ++x) {
+    const i32 nextO = scaleOdd(b[x]);
+    const i32 nextE1 = stepDelta(scaleEven(a[x]), o[x], nextO);
+    const i32 nextO1 = stepGamma(o[x], e1[x], nextE1);
+    const i32 nextE2 = stepBeta(e1[x], o1[x], nextO1);
+    oddOut[x] = static_cast<i16>(stepAlpha(o1[x], e2[x], nextE2));
+    evenOut[x] = static_cast<i16>(e2[x]);
+    o[x] = nextO;
+    e1[x] = nextE1;
+    o1[x] = nextO1;
+    e2[x] = nextE2;
+  }
+}
+
+// 9-7 on floats. Each expression of a pair is evaluated in double precision and feeds the next one
+// unrounded; what the next pair sees of it is rounded to 32 bits. So the value on the right of a
+// sum comes as it is and the one on its left rounded. These expressions must not be contracted to
+// fused multiply-adds.
+constexpr f64 kEven = __builtin_bit_cast(f32, 0x3F9D7658);  // K
+constexpr f64 kOdd = __builtin_bit_cast(f32, 0x3FD019C3);   // 2 / K
+constexpr f64 kDelta = __builtin_bit_cast(f32, 0x3EE31355);
+constexpr f64 kGamma = __builtin_bit_cast(f32, 0x3F620676);
+constexpr f64 kBeta = __builtin_bit_cast(f32, 0x3D5901AE);
+constexpr f64 kAlpha = __builtin_bit_cast(f32, 0x3FCB0673);
+
+inline f64 rounded(f64 v) {
+  return static_cast<f32>(v);
+}
+
+void liftPairs97Float(const f32* __restrict a, const f32* __restrict b, i32 pairs,
+                      f64* __restrict scratch, f32* __restrict even, f32* __restrict odd) {
+  // Entry p of o1 and of e2 is what pair p computes, for the odd and even place before it.
+  f64* __restrict o = scratch;
+  f64* __restrict e1 = o + pairs;
+  f64* __restrict o1 = e1 + pairs;
+  f64* __restrict e2 = o1 + pairs;
+  for (i32 p = 0; p < pairs; ++p) o[p] = b[p] * kOdd;
+  for (i32 p = 1; p < pairs; ++p) e1[p] = a[p] * kEven - (o[p] + rounded(o[p - 1])) * kDelta;
+  for (i32 p = 2; p < pairs; ++p) {
+    o1[p] = rounded(o[p - 1]) - (e1[p] + rounded(e1[p - 1])) * kGamma;
+  }
+  for (i32 p = 3; p < pairs; ++p) {
+    e2[p] = rounded(e1[p - 1]) + (o1[p] + rounded(o1[p - 1])) * kBeta;
+    even[p - 1] = static_cast<f32>(e2[p]);
+  }
+  for (i32 p = 4; p < pairs; ++p) {
+    odd[p - 2] = static_cast<f32>(rounded(o1[p - 1]) + (e2[p] + rounded(e2[p - 1])) * kAlpha);
+  }
+}
+
+void liftColumns97Float(const f32* __restrict a, const f32* __restrict b, i32 columns,
+                        f32* const state[4], f32* __restrict evenOut, f32* __restrict oddOut) {
+  f32* __restrict o = state[0];
+  f32* __restrict e1 = state[1];
+  f32* __restrict o1 = state[2];
+  f32* __restrict e2 = state[3];
+  for (i32 x = 0; x < columns; ++x) {
+    const f64 nextO = b[x] * kOdd;
+    const f64 nextE1 = a[x] * kEven - (nextO + o[x]) * kDelta;
+    const f64 nextO1 = o[x] - (nextE1 + e1[x]) * kGamma;
+    const f64 nextE2 = e1[x] + (nextO1 + o1[x]) * kBeta;
+    oddOut[x] = static_cast<f32>(o1[x] + (nextE2 + e2[x]) * kAlpha);
+    evenOut[x] = e2[x];
+    o[x] = static_cast<f32>(nextO);
+    e1[x] = static_cast<f32>(nextE1);
+    o1[x] = static_cast<f32>(nextO1);
+    e2[x] = static_cast<f32>(nextE2);
+  }
+}
+
+template <class L>
+void interleave(const L* __restrict even, const L* __restrict odd, i32 pairs, L* __restrict out) {
+  for (i32 i = 0; i < pairs; ++i) {
+    out[2 * i] = even[i];
+    out[2 * i + 1] = odd[i];
+  }
+}
+
+// The coefficient with 2 fractional bits; the shift drops the sign and the top magnitude bit.
+inline i32 reconstructed(u32 coefficient, u32 midpoint) {
+  const u32 t = (coefficient << 2) | midpoint;
+  const u32 sign = static_cast<u32>(static_cast<i32>(coefficient) >> 31);
+  return static_cast<i32>((t ^ sign) - sign);
+}
+
+template <class L, class Lane>
+inline void transferQuads(const u32* __restrict quads, i32 columns, L* const rows[4],
+                          const Lane& lane) {
+  L* __restrict row0 = rows[0];
+  L* __restrict row1 = rows[1];
+  L* __restrict row2 = rows[2];
+  L* __restrict row3 = rows[3];
+  for (i32 x = 0; x < columns; ++x) {
+    row0[x] = lane(quads[4 * x]);
+    row1[x] = lane(quads[4 * x + 1]);
+    row2[x] = lane(quads[4 * x + 2]);
+    row3[x] = lane(quads[4 * x + 3]);
+  }
+}
+
+void transferFixed(const u32* quads, i32 columns, u32 midpoint, u32 scale, i16* const rows[4]) {
+  transferQuads(quads, columns, rows, [midpoint, scale](u32 v) {
+    const u32 product = static_cast<u32>(reconstructed(v, midpoint)) * scale;
+    const i16 lane = static_cast<i16>(static_cast<i32>(product) >> 12);
+    return v == 0 ? i16{0} : lane;
+  });
+}
+
+void transferInteger(const u32* quads, i32 columns, i32* const rows[4]) {
+  transferQuads(quads, columns, rows, [](u32 v) { return reconstructed(v, 0) >> 2; });
+}
+
+void transferFloat(const u32* quads, i32 columns, u32 midpoint, f64 step, f32* const rows[4]) {
+  transferQuads(quads, columns, rows, [midpoint, step](u32 v) {
+    const f32 lane = static_cast<f32>(reconstructed(v, midpoint) * step);
+    return v == 0 ? 0.0f : lane;
+  });
+}
+
+inline i32 clampTo(i32 v, i32 most) {
+  return v < 0 ? 0 : v > most ? most : v;
+}
+inline u8 clampByte(i32 v) {
+  return static_cast<u8>(clampTo(v, 255));
+}
+
+// Eight-bit samples: the level shift is 128; lanes of the 9-7 path have 6 fractional bits, and the
+// rounding half goes with the shift.
+constexpr i32 kShiftAndHalf = (128 << 6) + 32;
+
+void bytes53(const i16* __restrict lanes, i32 count, u8* __restrict out) {
+  for (i32 i = 0; i < count; ++i) out[i] = clampByte(static_cast<i16>(lanes[i] + 128));
+}
+
+void bytes97(const i16* __restrict lanes, i32 count, u8* __restrict out) {
+  for (i32 i = 0; i < count; ++i) out[i] = clampByte((lanes[i] + kShiftAndHalf) >> 6);
+}
+
+void words53(const i32* __restrict lanes, i32 count, i32 levelShift, i32 maxValue,
+             u16* __restrict out) {
+  for (i32 i = 0; i < count; ++i) {
+    out[i] = static_cast<u16>(clampTo(add(lanes[i], levelShift), maxValue));
+  }
+}
+
+// Rounds to nearest, ties to even, and clamps; what is no number gives 0. Between 2^23 and 2^24
+// floats are the integers, so the addition rounds.
+inline u16 roundWord(f32 v, f32 maxValue) {
+  constexpr f32 kIntegers = 8388608.0f;
+  const f32 positive = v > 0.0f ? v : 0.0f;
+  const f32 inside = positive < maxValue ? positive : maxValue;
+  return static_cast<u16>(static_cast<i32>((inside + kIntegers) - kIntegers));
+}
+
+void words97(const f32* __restrict lanes, i32 count, i32 levelShift, i32 maxValue,
+             u16* __restrict out) {
+  const f32 shift = static_cast<f32>(levelShift), most = static_cast<f32>(maxValue);
+  for (i32 i = 0; i < count; ++i) out[i] = roundWord(shift + lanes[i], most);
+}
+
+bool roundSmall(const f32* __restrict lanes, i32 count, i32* __restrict out) {
+  constexpr f32 kIntegers = 12582912.0f;  // 1.5 times 2^23: for either sign
+  constexpr f32 kLimit = 4194304.0f;
+  i32 large = 0;
+  for (i32 i = 0; i < count; ++i) {
+    const f32 v = lanes[i];
+    large |= !(v > -kLimit) | !(v < kLimit);
+    const f32 small = v > -kLimit && v < kLimit ? v : 0.0f;
+    out[i] = static_cast<i32>((small + kIntegers) - kIntegers);
+  }
+  return large == 0;
+}
+
+void colours53Bytes(const i16* __restrict y, const i16* __restrict u, const i16* __restrict v,
+                    i32 count, u8* __restrict red, u8* __restrict green, u8* __restrict blue) {
+  for (i32 i = 0; i < count; ++i) {
+    const i32 g = y[i] - ((u[i] + v[i]) >> 2) + 128;
+    red[i] = clampByte(g + v[i]);
+    green[i] = clampByte(g);
+    blue[i] = clampByte(g + u[i]);
+  }
+}
+
+// Chroma parked with 2 fractional bits.
+void colours97BytesNarrow(const i16* __restrict y, const i16* __restrict cb,
+                          const i16* __restrict cr, i32 count, u8* __restrict red,
+                          u8* __restrict green, u8* __restrict blue) {
+  for (i32 i = 0; i < count; ++i) {
+    const i32 t = (y[i] + kShiftAndHalf) * 16;
+    red[i] = clampByte((t + 358 * cr[i]) >> 10);
+    green[i] = clampByte((t - 88 * cb[i] - 182 * cr[i]) >> 10);
+    blue[i] = clampByte((t + 453 * cb[i]) >> 10);
+  }
+}
+
+// Chroma parked as whole lanes. Saturations and the wrapping sum are those of 16-bit arithmetic.
+inline i32 saturate16(i32 v) {
+  return v < -32768 ? -32768 : v > 32767 ? 32767 : v;
+}
+inline u8 wideColour(i32 luma, i32 chroma) {
+  return clampByte(static_cast<i16>(luma + saturate16(chroma >> 6)) >> 6);
+}
+
+void colours97BytesWide(const i16* __restrict y, const i16* __restrict cb, const i16* __restrict cr,
+                        i32 count, u8* __restrict red, u8* __restrict green, u8* __restrict blue) {
+  for (i32 i = 0; i < count; ++i) {
+    const i32 b = static_cast<i16>(cb[i] + 2) >> 2;
+    const i32 r = static_cast<i16>(cr[i] + 2) >> 2;
+    const i32 luma = saturate16(y[i] + kShiftAndHalf);
+    red[i] = wideColour(luma, 358 * r);
+    green[i] = wideColour(luma, -88 * b - 182 * r);
+    blue[i] = wideColour(luma, 453 * b);
+  }
+}
+
+void colours53Words(const i32* __restrict y, const i32* __restrict u, const i32* __restrict v,
+                    i32 count, i32 levelShift, i32 maxValue, u16* __restrict red,
+                    u16* __restrict green, u16* __restrict blue) {
+  for (i32 i = 0; i < count; ++i) {
+    const i32 g = add(subtract(y[i], add(u[i], v[i]) >> 2), levelShift);
+    red[i] = static_cast<u16>(clampTo(add(g, v[i]), maxValue));
+    green[i] = static_cast<u16>(clampTo(g, maxValue));
+    blue[i] = static_cast<u16>(clampTo(add(g, u[i]), maxValue));
+  }
+}
+
+void colours97Words(const f32* __restrict y, const i32* __restrict cb, const i32* __restrict cr,
+                    i32 count, i32 levelShift, i32 maxValue, u16* __restrict red,
+                    u16* __restrict green, u16* __restrict blue) {
+  constexpr f64 kRedCr = __builtin_bit_cast(f32, 0x3FB374BC);
+  constexpr f64 kGreenCb = __builtin_bit_cast(f32, 0x3EB031CF);
+  constexpr f64 kGreenCr = __builtin_bit_cast(f32, 0x3F36D1E1);
+  constexpr f64 kBlueCb = __builtin_bit_cast(f32, 0x3FE2D0E5);
+  const f32 shift = static_cast<f32>(levelShift), most = static_cast<f32>(maxValue);
+  for (i32 i = 0; i < count; ++i) {
+    const f64 luma = shift + y[i];
+    const f64 b = static_cast<f32>(cb[i]), r = static_cast<f32>(cr[i]);
+    red[i] = roundWord(static_cast<f32>(r * kRedCr + luma), most);
+    green[i] = roundWord(static_cast<f32>(luma - b * kGreenCb - r * kGreenCr), most);
+    blue[i] = roundWord(static_cast<f32>(b * kBlueCb + luma), most);
+  }
+}
+
+}  // namespace
+
+extern const Kernels kSet;
+const Kernels kSet = {
+    WBX_KERNEL_SET_NAME,
+    liftPairs53<i16>,
+    liftPairs53<i32>,
+    liftPairs97Fixed,
+    liftPairs97Float,
+    liftColumns53<i16>,
+    liftColumns53<i32>,
+    liftColumns97Fixed,
+    liftColumns97Float,
+    interleave<i16>,
+    interleave<i32>,
+    interleave<f32>,
+    transferFixed,
+    transferInteger,
+    transferFloat,
+    bytes53,
+    bytes97,
+    words53,
+    words97,
+    roundSmall,
+    colours53Bytes,
+    colours97BytesNarrow,
+    colours97BytesWide,
+    colours53Words,
+    colours97Words,
+};
+
+}  // namespace wbx::WBX_KERNEL_SET
