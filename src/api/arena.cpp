@@ -1,5 +1,7 @@
 #include "api/arena.h"
 
+#include <cstring>
+
 #include "api/memory.h"
 
 namespace wbx {
@@ -23,6 +25,24 @@ bool Arena::addBlock(i64 size) {
   used_ = 0;
   nextBlockSize_ = std::min(nextBlockSize_ + (nextBlockSize_ >> 2), kMaxSize);
   return true;
+}
+
+void* Arena::allocateZeroed(i64 size) {
+  constexpr i64 kOwnBlockSize = 1 << 16;
+  if (size < kOwnBlockSize) {
+    void* place = allocate(size);
+    if (place != nullptr) std::memset(place, 0, static_cast<size_t>(size));
+    return place;
+  }
+  if (size > kMaxSize) return nullptr;
+  void* raw = allocateMemory(sizeof(Block) + static_cast<size_t>(size), true);
+  if (raw == nullptr) return nullptr;
+  // In front of the chain: the current block stays the last one.
+  auto* block = static_cast<Block*>(raw);
+  block->next = firstBlock_;
+  firstBlock_ = block;
+  if (lastBlock_ == nullptr) lastBlock_ = block;
+  return static_cast<u8*>(raw) + sizeof(Block);
 }
 
 void Arena::freeAll() {

@@ -29,6 +29,10 @@ class Arena {
     return place;
   }
 
+  // As allocate, but what it gives reads as zeros. A large piece is taken from the system as pages
+  // that cost nothing until they are touched, apart from the growing blocks.
+  [[nodiscard]] void* allocateZeroed(i64 size);
+
   // Room for `count` records of T, not constructed; the product cannot wrap.
   template <class T>
   [[nodiscard]] T* allocateArray(i64 count) {

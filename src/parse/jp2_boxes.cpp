@@ -270,7 +270,7 @@ i32 MetadataStore::parseUUID(Stream& stream) {
 // Kept whole, since only the UUID in front says what it is.
 i32 MetadataStore::storeUnknownUUID(Stream& stream, const u8* uuid) {
   const i32 length = current_.length;
-  u8* data = allocateZeroed(length);
+  auto* data = static_cast<u8*>(arena_.allocateZeroed(length));
   if (data == nullptr) return WBX_ERROR_MEMORY;
   if (length < kUuidSize) return WBX_ERROR_CORRUPT;
   std::memcpy(data, uuid, kUuidSize);

@@ -1,6 +1,5 @@
 #include "parse/metadata.h"
 
-#include <cstring>
 #include <new>
 
 #include "wbx.h"
@@ -26,20 +25,14 @@ i32 MetadataStore::store(Stream& stream, MetadataKind kind, i64 length) {
 }
 
 bool MetadataStore::readEntryData(Stream& stream, MetadataKind kind, i64 length) {
-  u8* data = allocateZeroed(length + 1);
+  // What the source doesn't deliver reads as zeros: nothing of the heap ever reaches the caller.
+  auto* data = static_cast<u8*>(arena_.allocateZeroed(length + 1));
   if (data == nullptr) return false;
   current_.kind = kind;
   current_.length = static_cast<i32>(length);
   current_.data = data;
   stream.readBytes(data, static_cast<u32>(length));
   return true;
-}
-
-// What the source doesn't deliver reads as zeros: nothing of the heap ever reaches the caller.
-u8* MetadataStore::allocateZeroed(i64 size) {
-  auto* data = static_cast<u8*>(arena_.allocate(size));
-  if (data != nullptr) std::memset(data, 0, static_cast<size_t>(size));
-  return data;
 }
 
 bool MetadataStore::appendEntry() {

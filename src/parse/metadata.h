@@ -78,7 +78,6 @@ class MetadataStore {
   [[nodiscard]] i32 storeUnknownUUID(Stream& stream, const u8* uuid);
   // The two that store an entry, one after the other, and 0 or 2.
   [[nodiscard]] i32 store(Stream& stream, MetadataKind kind, i64 length);
-  [[nodiscard]] u8* allocateZeroed(i64 size);
   [[nodiscard]] bool readEntryData(Stream& stream, MetadataKind kind, i64 length);
   [[nodiscard]] bool appendEntry();
 

@@ -14,11 +14,11 @@ namespace wbx {
 // object; a decode allocates nothing but, for sources not in memory, a growing fetch buffer.
 //
 // A block stands in stripes of 4 rows and within a stripe column by column, which is the order in
-// which the passes scan it. The 4 samples of one column in one stripe are a quad, the unit of all
+// which the passes scan it. The 4 samples of one column in one stripe are a quad, the unit of the
 // arrays. One margin quad leads each stripe, and a margin stripe stands before the first and
 // behind the last, so that every neighbour of a sample has a place and no edge is ever tested:
 //
-//      quad index = quadPitch * (1 + (y >> 2)) + 1 + x,   lane = y & 3
+//      position = 4 * (quadPitch * (1 + (y >> 2)) + 1 + x) + (y & 3)
 //
 // Beside the quads there are bit masks of the samples' states, 16 quads to a word, with a zero
 // word between stripes. A pass works out from them, word by word, where it has work, and jumps
@@ -61,10 +61,9 @@ class BlockDecoder {
  private:
   static constexpr i32 kMaxStripes = kMaxHeight / 4;
   static constexpr i32 kMaxQuads = (kMaxStripes + 2) * (kMaxWidth + 1) + 1;
+  static constexpr i32 kMaxPositions = 4 * kMaxQuads;
   static constexpr i32 kQuadsInWord = 16;
   static constexpr i32 kMaxWords = (kMaxStripes + 2) * (kMaxWidth / kQuadsInWord + 1) + 1;
-
-  struct Word;  // one word of the scan
 
   template <class Body>
   void forEachWord(Body body);
@@ -77,10 +76,11 @@ class BlockDecoder {
   void checkSegmentationSymbol();
   void resetContexts();
 
-  void decodeSignAndSpread(MqDecoder& mq, i32 quad, u32 row, u32 plane);
+  void decodeSignAndSpread(MqDecoder& mq, i32 position, u32 plane);
 
-  u64 state_[kMaxQuads];  // 4 lanes of NeighbourFlag, row 0 in the low 16 bits
-  u32 coefficients_[4 * kMaxQuads];
+  u8 neighbours_[kMaxPositions];  // NeighbourFlag
+  i8 signs_[kMaxPositions];       // 1, -1, or 0 while not significant
+  u32 coefficients_[kMaxPositions];
   // 4 bits a quad, row 0 lowest.
   u64 significant_[kMaxWords];
   u64 visited_[kMaxWords];  // by the significance pass of the current plane
@@ -92,6 +92,9 @@ class BlockDecoder {
   i32 width_ = 0, height_ = 0;
   i32 stripes_ = 0;
   i32 quadPitch_ = 0;
+  // From a sample in each row of its stripe to the samples above and below it.
+  i32 above_[4] = {0, -1, -1, -1};
+  i32 below_[4] = {1, 1, 1, 0};
   i32 wordsAcross_ = 0;
   i32 wordPitch_ = 0;
   u64 lastColumnsMask_ = 0;  // the real columns of the last word of a stripe

@@ -9,7 +9,7 @@
 namespace wbx {
 
 // What a sample knows of its neighbours, one bit a fact.
-enum NeighbourFlag : u16 {
+enum NeighbourFlag : u8 {
   kSignificantNE = 0x001,
   kSignificantSE = 0x002,
   kSignificantSW = 0x004,
@@ -18,14 +18,16 @@ enum NeighbourFlag : u16 {
   kSignificantE = 0x020,
   kSignificantS = 0x040,
   kSignificantW = 0x080,
-  kNegativeN = 0x100,
-  kNegativeE = 0x200,
-  kNegativeS = 0x400,
-  kNegativeW = 0x800,
 };
 
-// Indexed by the low 8 flags: the context of a significance decision (T.800 table D.1).
+// Indexed by the flags: the context of a significance decision (T.800 table D.1).
 using ZeroCodingTable = std::array<u8, 256>;
+
+// The sums of the horizontal and of the vertical neighbours' signs, where a positive sample counts
+// 1, a negative one -1 and one that is not significant 0, as one index.
+constexpr size_t signIndex(int horizontal, int vertical) {
+  return static_cast<size_t>(8 * horizontal + vertical + 18);
+}
 
 namespace context_detail {
 
@@ -63,26 +65,21 @@ constexpr ZeroCodingTable makeZeroCoding(int orientation) {
   return table;
 }
 
-// Indexed by flags 4 to 11: the context in bits 0 to 6, the XOR bit in bit 7 (T.800 tables D.2,
-// D.3).
-constexpr std::array<u8, 256> makeSign() {
-  std::array<u8, 256> table = {};
-  for (int i = 0; i < 256; ++i) {
-    const int f = i << 4;
-    const auto contribution = [f](int significant, int negative) {
-      return bit(f, significant) * (bit(f, negative) ? -1 : 1);
-    };
-    const auto clip = [](int x) { return x > 1 ? 1 : x < -1 ? -1 : x; };
-    int h = clip(contribution(kSignificantE, kNegativeE) + contribution(kSignificantW, kNegativeW));
-    int v = clip(contribution(kSignificantN, kNegativeN) + contribution(kSignificantS, kNegativeS));
-    const bool flip = h < 0 || (h == 0 && v < 0);
-    if (flip) {
-      h = -h;
-      v = -v;
+// T.800 tables D.2 and D.3, indexed by signIndex: the context in bits 0 to 6, the XOR bit in bit 7.
+using SignTable = std::array<u8, 64>;
+
+constexpr SignTable makeSign() {
+  SignTable table = {};
+  for (int h = -2; h <= 2; ++h) {
+    for (int v = -2; v <= 2; ++v) {
+      const auto clip = [](int x) { return x > 1 ? 1 : x < -1 ? -1 : x; };
+      const bool flip = h < 0 || (h == 0 && v < 0);
+      const int ch = flip ? -clip(h) : clip(h);
+      const int cv = flip ? -clip(v) : clip(v);
+      const int label = ch == 1 ? 3 + cv : cv;  // less 9: D.3 numbers them 9 to 13
+      table[signIndex(h, v)] =
+          static_cast<u8>(static_cast<int>(kContextSign) + label + (flip ? 0x80 : 0));
     }
-    const int label = h == 1 ? 3 + v : v;  // less 9: D.3 numbers them 9 to 13
-    table[static_cast<size_t>(i)] =
-        static_cast<u8>(static_cast<int>(kContextSign) + label + (flip ? 0x80 : 0));
   }
   return table;
 }
@@ -92,6 +89,6 @@ constexpr std::array<u8, 256> makeSign() {
 inline constexpr ZeroCodingTable kZeroCodingLL = context_detail::makeZeroCoding(0);
 inline constexpr ZeroCodingTable kZeroCodingHL = context_detail::makeZeroCoding(1);
 inline constexpr ZeroCodingTable kZeroCodingHH = context_detail::makeZeroCoding(3);
-inline constexpr std::array<u8, 256> kSignTable = context_detail::makeSign();
+inline constexpr context_detail::SignTable kSignTable = context_detail::makeSign();
 
 }  // namespace wbx

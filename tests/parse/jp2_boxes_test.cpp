@@ -155,6 +155,18 @@ TEST_F(Jp2BoxesTest, BytesThatAreNotThereReadAsZeros) {
   EXPECT_EQ(walk(box("url ", be32(0), 28)), WBX_ERROR_READ);
 }
 
+TEST_F(Jp2BoxesTest, ALengthFarBeyondTheSourceIsKeptAsItStands) {
+  constexpr u32 kClaimed = 1u << 28;
+  EXPECT_EQ(trail(box("xml ", text("ab"), kClaimed + 8)), 0);
+  const MetadataEntry* entry = store_.head();
+  ASSERT_NE(entry, nullptr);
+  EXPECT_EQ(entry->length, i32{kClaimed});
+  EXPECT_STREQ(reinterpret_cast<const char*>(entry->data), "ab");
+  EXPECT_EQ(entry->data[kClaimed / 2], 0);
+  EXPECT_EQ(entry->data[kClaimed], 0);
+  EXPECT_NE(arena_.allocate(100), nullptr);
+}
+
 TEST_F(Jp2BoxesTest, BoxesBehindTheCodestream) {
   EXPECT_EQ(trail({}), 0);
   EXPECT_EQ(trail(box("jp2h", box("xml ", text("no"))) + box("colr", {9, 9, 9}) + box("jp2c", {1}) +
