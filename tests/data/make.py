@@ -19,7 +19,7 @@ import sys
 import tempfile
 
 import pictures
-from codestream import (COD, COM, SIGNATURE, SIZ, SOT, box, channels, colour, crc, facts, file_type,
+from codestream import (COD, COM, QCD, SIGNATURE, SIZ, SOT, box, channels, colour, crc, facts, file_type,
                         find, inserted, jp2, main_markers, patched, tile_parts)
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -152,7 +152,7 @@ ENCODED = [
     ('irr_rgba', 'photo', 37, 29, 4, 8, '-n 3 -I -mct 1'),
     ('irr_rate10', 'photo', 96, 72, 3, 8, '-n 6 -I -r 10'),
     ('irr_layers', 'photo', 96, 72, 3, 8, '-n 5 -I -r 40,20,5 -p RPCL -c [32,32]'),
-    ('irr_tiles', 'photo', 50, 35, 3, 8, '-n 3 -I -t 17,13 -T 2,3 -d 5,9'),
+    ('irr_tiles', 'photo', 47, 33, 3, 8, '-n 3 -I -t 17,13 -T 2,3 -d 5,9'),
     ('irr_narrow', 'noise', 17, 11, 1, 8, '-n 3 -I -t 8,8 -T 3,3 -d 10,10'),
     ('irr_420', 'gradient', 48, 32, 3, 8, '-n 4 -I -mct 0', '1x1:2x2:2x2'),
     ('irr_422', 'gradient', 48, 32, 3, 8, '-n 4 -I -mct 0', '1x1:2x1:2x1'),
@@ -164,7 +164,7 @@ ENCODED = [
     ('irr_bits_12_plain', 'photo', 37, 29, 3, 12, '-n 4 -I -mct 0'),
     ('irr_bits_16', 'gradient', 37, 29, 1, 16, '-n 4 -I'),
     ('irr_bits_16_extremes', 'extremes', 21, 17, 3, 16, '-n 3 -I'),
-    ('irr_bits_12_tiles', 'photo', 50, 35, 1, 12, '-n 3 -I -t 17,13 -T 2,3 -d 5,9'),
+    ('irr_bits_12_tiles', 'photo', 47, 33, 1, 12, '-n 3 -I -t 17,13 -T 2,3 -d 5,9'),
     ('irr_bits_12_422', 'gradient', 32, 24, 3, 12, '-n 3 -I -mct 0', '1x1:2x1:2x1'),
     ('grk_irr_rgb', 'photo', 53, 37, 3, 8, '@-n 4 -I'),
     ('grk_irr_12', 'photo', 53, 37, 3, 12, '@-n 4 -I'),
@@ -212,7 +212,17 @@ def encode(folder, name, kind, width, height, components, bits, arguments, steps
         stream = without_comments(f.read())
     for c in range(components):
         stream = patched(stream, find(stream, SIZ) + 40 + 3 * c, bytes([bits - 1]))
-    return stream
+    return with_steps_for(stream, carrier - bits) if '-I' in arguments.split() else stream
+
+
+def with_steps_for(stream, fewer_bits):
+    """Irreversible step sizes count from the precision: smaller exponents and as many more guard bits keep both the
+    steps and the bit planes as they were."""
+    position = find(stream, QCD)
+    length, style = struct.unpack('>HB', stream[position + 2:position + 5])
+    steps = struct.unpack('>%dH' % ((length - 3) // 2), stream[position + 5:position + 2 + length])
+    moved = struct.pack('>B%dH' % len(steps), style + (fewer_bits << 5), *(s - (fewer_bits << 11) for s in steps))
+    return patched(stream, position + 4, moved)
 
 
 def without_comments(stream):

@@ -30,23 +30,24 @@ TEST(Cancel, FromTheReadCallbackStopsTheDecode) {
 }
 
 TEST(Cancel, KeepsTheTilesThatAreFinished) {
-  ByteSource source(readFile(dataPath("tiles_16.j2k")), ByteSource::Seeking::kWorks);
+  ByteSource source(readFile(dataPath("parts_resolution.j2k")), ByteSource::Seeking::kWorks);
   const Image image = Image::openSource(source);
   ASSERT_TRUE(image);
   const Picture whole = image.decode();
   ASSERT_EQ(whole.code, WBX_OK);
   source.reads = 0;
   image.decode();
-  const int readsOfOne = source.reads;
+  const int reads = source.reads;  // all in the two tall tiles: short segments are copied at open
+  ASSERT_GT(reads, 1);
   source.reads = 0;
   source.onRead = [&] {
-    if (source.reads == readsOfOne / 2) WBX_Cancel(image.handle());
+    if (source.reads == reads) WBX_Cancel(image.handle());
   };
-  const Picture half = image.decode();
-  EXPECT_EQ(half.code, WBX_ERROR_CANCELLED);
-  EXPECT_TRUE(std::equal(half.bytes.begin(), half.bytes.begin() + 16 * 3, whole.bytes.begin()))
+  const Picture part = image.decode();
+  EXPECT_EQ(part.code, WBX_ERROR_CANCELLED);
+  EXPECT_TRUE(std::equal(part.bytes.begin(), part.bytes.begin() + 32 * 3, whole.bytes.begin()))
       << "the first tile came before";
-  EXPECT_EQ(half.bytes.back(), GuardedBuffer::kFill) << "the last tile was never begun";
+  EXPECT_EQ(part.bytes.back(), GuardedBuffer::kFill) << "the last tile was never begun";
 }
 
 TEST(Cancel, FromAnotherThreadStopsTheDecode) {

