@@ -34,7 +34,8 @@ constexpr Way kWays[] = {{"memory", false, true}, {"source", true, true}, {"pipe
 
 class Session {
  public:
-  Session(const Bytes& file, const Way& way) : file_(file), way_(way), source_(file, way.seekable) {}
+  Session(const Bytes& file, const Way& way)
+      : file_(file), way_(way), source_(file, way.seekable) {}
   ~Session() { close(); }
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
@@ -136,7 +137,8 @@ TEST(ExhaustedMemory, EveryAllocationOfADecode) {
       for (const bool internal : {false, true}) {
         SCOPED_TRACE(file.name + " from " + way.name + (internal ? ", internal" : ""));
         i64 n = 0;
-        while (failDecode(file.bytes, way, Refuse::kOne, n, internal, internal ? wide : packed)) ++n;
+        while (failDecode(file.bytes, way, Refuse::kOne, n, internal, internal ? wide : packed))
+          ++n;
         EXPECT_GT(n, 0);
         failures += n;
       }

@@ -89,9 +89,9 @@ Bytes fileOfAllBoxes(size_t* behind) {
 
 const std::vector<std::string>& smallFiles() {
   static const std::vector<std::string> kNames = {
-      "grey_2x3.j2k",      "grey_noise.j2k",   "irr_420.j2k",         "tiles_1x1.j2k",
-      "bits_12_422.j2k",   "irr_bits_16.j2k",  "mode_all_layers.j2k", "order_pcrl_420.j2k",
-      "precincts_small.j2k", "parts_plt_tlm.j2k", "roi_grey.j2k",      "irr_tiles.j2k",
+      "grey_2x3.j2k",        "grey_noise.j2k",    "irr_420.j2k",         "tiles_1x1.j2k",
+      "bits_12_422.j2k",     "irr_bits_16.j2k",   "mode_all_layers.j2k", "order_pcrl_420.j2k",
+      "precincts_small.j2k", "parts_plt_tlm.j2k", "roi_grey.j2k",        "irr_tiles.j2k",
       "rgba_plain.j2k"};
   return kNames;
 }
@@ -187,7 +187,9 @@ WBX_Handle Source::open() {
   };
   callbacks.close = [](void* user) { ++static_cast<Source*>(user)->closes; };
   if (seekable) {
-    callbacks.seek = [](void* user, u32 offset) { return static_cast<Source*>(user)->seek(offset); };
+    callbacks.seek = [](void* user, u32 offset) {
+      return static_cast<Source*>(user)->seek(offset);
+    };
   }
   handle = WBX_OpenCustom(this, &callbacks);
   return handle;
@@ -206,7 +208,7 @@ i32 Source::read(u8* buffer, u32 count) {
   const bool struck = strikes();
   u32 delivered = static_cast<u32>(std::min<size_t>(count, bytes.size() - position));
   if (struck) {
-    if (mishap != Mishap::kError) std::memset(buffer, scribble, count);
+    if (scribbles) std::memset(buffer, scribble, count);
     if (mishap == Mishap::kEnd) return 0;
     if (mishap != Mishap::kShort) return -1;
     delivered = std::min(delivered, count / 2);

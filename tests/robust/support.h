@@ -89,11 +89,10 @@ struct Picture {
 struct Source {
   enum class Mishap {
     kNone,
-    kError,      // -1, nothing written
-    kScribbled,  // -1, but the buffer filled with other bytes
-    kShort,      // half of the bytes; the rest of the buffer filled with other bytes
-    kEnd,        // 0
-    kCancel      // the bytes, and WBX_Cancel on the way
+    kError,  // -1
+    kShort,  // half of the bytes
+    kEnd,    // 0
+    kCancel  // the bytes, and WBX_Cancel on the way
   };
 
   Source(const Bytes& content, bool canSeek) : bytes(content), seekable(canSeek) {}
@@ -106,7 +105,8 @@ struct Source {
   bool seekable;
   Mishap mishap = Mishap::kNone;
   i64 at = 0;
-  bool lasting = false;  // the mishap stays for all later calls
+  bool lasting = false;    // the mishap stays for all later calls
+  bool scribbles = false;  // it writes over the whole buffer, whatever it delivers
   u8 scribble = 0;
   WBX_Handle handle = nullptr;  // of WBX_Cancel
   i64 calls = 0;
