@@ -12,7 +12,7 @@ struct alignas(Arena::kAlignment) Arena::Block {
 };
 
 bool Arena::addBlock(i64 size) {
-  nextBlockSize_ = std::max(nextBlockSize_, size);
+  nextBlockSize_ = wantsSingleRecords() ? size : std::max(nextBlockSize_, size);
   void* raw = allocateMemory(sizeof(Block) + static_cast<size_t>(nextBlockSize_), false);
   if (raw == nullptr) return false;
 

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <algorithm>
-#include <limits>
 
 #include "api/types.h"
 
@@ -19,7 +18,7 @@ class Arena {
   Arena(const Arena&) = delete;
   Arena& operator=(const Arena&) = delete;
 
-  // Null for a size below 1, for one beyond 2^31 - 1 and when memory runs out.
+  // Null for a size below 1, for one beyond 2^31 - 4 and when memory runs out.
   [[nodiscard]] void* allocate(i64 size) {
     if (size < 1 || size > kMaxSize) return nullptr;
     const i64 rounded = (size + kRounding) & ~kRounding;
@@ -53,7 +52,7 @@ class Arena {
  private:
   struct Block;
 
-  static constexpr i64 kMaxSize = std::numeric_limits<i32>::max();
+  static constexpr i64 kMaxSize = 0x7FFFFFFC;  // the last multiple of 4 below 2^31
   static constexpr i64 kRounding = kAlignment - 1;
 
   [[nodiscard]] bool addBlock(i64 size);

@@ -69,6 +69,17 @@ struct Kernels {
                          i32 maxValue, u16* red, u16* green, u16* blue);
   void (*colours97Words)(const f32* y, const i32* cb, const i32* cr, i32 count, i32 levelShift,
                          i32 maxValue, u16* red, u16* green, u16* blue);
+
+  // Pixels of four samples, side by side and at any address. Components 1 and 2 are parked in
+  // their halves, 0 and 1; a fourth sample of 255 or 0 goes behind the colours.
+  void (*storeInBytes)(const u8* samples, i32 count, i32 channel, u8* pixels);
+  void (*parkInBytes)(const i16* lanes, i32 count, i32 half, u8* pixels);
+  void (*unparkBytes)(const u8* pixels, i32 count, i16* first, i16* second);
+  void (*joinBytes)(const u8* red, const u8* green, const u8* blue, i32 count, u8* pixels);
+  void (*storeInWords)(const u16* samples, i32 count, i32 channel, u8* pixels);
+  void (*parkInWords)(const i32* values, i32 count, i32 half, u8* pixels);
+  void (*unparkWords)(const u8* pixels, i32 count, i32* first, i32* second);
+  void (*joinWords)(const u16* red, const u16* green, const u16* blue, i32 count, u8* pixels);
 };
 
 [[nodiscard]] const Kernels& kernels();

@@ -50,6 +50,8 @@ struct WordFormat {
       convert(out, lanes + at, size, words);
       if (pixels.pixelBytes == kBytes) {
         std::memcpy(pixels.at(at), words, static_cast<size_t>(size) * sizeof(u16));
+      } else if (isWide(pixels)) {
+        kernels().storeInWords(words, size, channel, pixels.at(at));
       } else {
         for (i32 i = 0; i < size; ++i) put(pixels.at(at + i), channel, words[i]);
       }
@@ -63,15 +65,11 @@ struct WordFormat {
     forEachPiece(count, [&](i32 at, i32 size) {
       i32 space[kPiece];
       const i32* values = integers(lanes + at, size, space);
-      const bool wide = pixels.pixelBytes == 8;
-      for (i32 i = 0; i < size; ++i) {
-        u8* pixel = pixels.at(at + i);
-        if (wide) {
-          std::memcpy(pixel + 4 * (component - 1), &values[i], sizeof(i32));
-        } else {
-          put24(pixel + 3 * (component - 1), values[i]);
-        }
+      if (isWide(pixels)) {
+        kernels().parkInWords(values, size, component - 1, pixels.at(at));
+        return;
       }
+      for (i32 i = 0; i < size; ++i) put24(pixels.at(at + i) + 3 * (component - 1), values[i]);
     });
   }
 
@@ -99,6 +97,8 @@ struct WordFormat {
 
  private:
   static constexpr i32 kPiece = 256;  // pixels of a row in work at a time
+
+  static bool isWide(const PixelRow& pixels) { return pixels.pixelBytes == 4 * kBytes; }
 
   template <class Body>
   static void forEachPiece(i32 count, const Body& body) {
@@ -137,24 +137,26 @@ struct WordFormat {
     forEachPiece(count, [&](i32 at, i32 size) {
       i32 first[kPiece] = {}, second[kPiece] = {};  // components 1 and 2
       u16 red[kPiece], green[kPiece], blue[kPiece];
-      const bool wide = pixels.pixelBytes == 8;
+      const auto work = [&] {
+        colours(lanes + at, first, second, size, out.levelShift, out.maxValue, red, green, blue);
+      };
+      if (isWide(pixels)) {
+        kernels().unparkWords(pixels.at(at), size, first, second);
+        work();
+        kernels().joinWords(red, green, blue, size, pixels.at(at));
+        return;
+      }
       for (i32 i = 0; i < size; ++i) {
         const u8* pixel = pixels.at(at + i);
-        if (wide) {
-          std::memcpy(&first[i], pixel, sizeof(i32));
-          std::memcpy(&second[i], pixel + 4, sizeof(i32));
-        } else {
-          first[i] = get24(pixel);
-          second[i] = get24(pixel + 3);
-        }
+        first[i] = get24(pixel);
+        second[i] = get24(pixel + 3);
       }
-      colours(lanes + at, first, second, size, out.levelShift, out.maxValue, red, green, blue);
+      work();
       for (i32 i = 0; i < size; ++i) {
         u8* pixel = pixels.at(at + i);
         put(pixel, 0, blue[i]);
         put(pixel, 1, green[i]);
         put(pixel, 2, red[i]);
-        if (wide) put(pixel, 3, 0);
       }
     });
   }

@@ -44,6 +44,10 @@ struct ByteFormat {
     forEachPiece(count, [&](i32 at, i32 size) {
       u8 bytes[kPiece];
       convert(lanes + at, size, bytes);
+      if (isWide(pixels)) {
+        kernels().storeInBytes(bytes, size, channel, pixels.at(at));
+        return;
+      }
       u8* to = pixels.at(at) + channel;
       for (i32 i = 0; i < size; ++i) to[i64{i} * pixels.pixelBytes] = bytes[i];
     });
@@ -54,9 +58,8 @@ struct ByteFormat {
   // the low half, and component 2 comes before component 1.
   template <class Lane, Kernel kernel>
   static void park(const PixelRow& pixels, i32 component, const i16* lanes, i32 count) {
-    if (pixels.pixelBytes == 4) {
-      u8* to = pixels.first + 2 * (component - 1);
-      for (i32 i = 0; i < count; ++i) put16(to + 4 * i, lanes[i]);
+    if (isWide(pixels)) {
+      kernels().parkInBytes(lanes, count, component - 1, pixels.first);
       return;
     }
     for (i32 i = 0; i < count; ++i) {
@@ -75,7 +78,7 @@ struct ByteFormat {
   static void finishIrreversible(const ScanlineWriter&, const PixelRow& pixels, const i16* lanes,
                                  i32 count) {
     finish(pixels, lanes, count,
-           pixels.pixelBytes == 4 ? kernels().colours97BytesWide : kernels().colours97BytesNarrow);
+           isWide(pixels) ? kernels().colours97BytesWide : kernels().colours97BytesNarrow);
   }
 
   static bool convertsYcc(const DecodeOptions& options) { return !options.nomct; }
@@ -99,6 +102,8 @@ struct ByteFormat {
  private:
   static constexpr i32 kPiece = 512;  // pixels of a row in work at a time
 
+  static bool isWide(const PixelRow& pixels) { return pixels.pixelBytes == 4; }
+
   template <class Body>
   static void forEachPiece(i32 count, const Body& body) {
     for (i32 at = 0; at < count; at += kPiece) body(at, std::min(kPiece, count - at));
@@ -110,25 +115,20 @@ struct ByteFormat {
       i16 first[kPiece] = {}, second[kPiece] = {};  // components 1 and 2
       u8 red[kPiece], green[kPiece], blue[kPiece];
       const PixelRow piece{pixels.at(at), pixels.pixelBytes, size};
-      const bool wide = pixels.pixelBytes == 4;
+      if (isWide(pixels)) {
+        kernels().unparkBytes(piece.first, size, first, second);
+        colours(lanes + at, first, second, size, red, green, blue);
+        kernels().joinBytes(red, green, blue, size, piece.first);
+        return;
+      }
       for (i32 i = 0; i < size; ++i) {
-        if (wide) {
-          first[i] = get16(piece.first + 4 * i);
-          second[i] = get16(piece.first + 4 * i + 2);
-        } else {
-          const u32 parked = get24(piece.at(i));
-          first[i] = static_cast<i16>(static_cast<i32>(parked << 20) >> 20);
-          second[i] = static_cast<i16>(static_cast<i32>(parked << 8) >> 20);
-        }
+        const u32 parked = get24(piece.at(i));
+        first[i] = static_cast<i16>(static_cast<i32>(parked << 20) >> 20);
+        second[i] = static_cast<i16>(static_cast<i32>(parked << 8) >> 20);
       }
       colours(lanes + at, first, second, size, red, green, blue);
       for (i32 i = 0; i < size; ++i) {
-        const u32 colour = static_cast<u32>(blue[i] | (green[i] << 8) | (red[i] << 16));
-        if (wide) {
-          put32(piece.first + 4 * i, 0xFF000000 | colour);
-        } else {
-          put24(piece.at(i), colour);
-        }
+        put24(piece.at(i), static_cast<u32>(blue[i] | (green[i] << 8) | (red[i] << 16)));
       }
     });
   }
@@ -141,15 +141,6 @@ struct ByteFormat {
     at[0] = static_cast<u8>(v);
     at[1] = static_cast<u8>(v >> 8);
     at[2] = static_cast<u8>(v >> 16);
-  }
-  static i16 get16(const u8* at) { return static_cast<i16>(at[0] | (at[1] << 8)); }
-  static void put16(u8* at, i16 v) {
-    at[0] = static_cast<u8>(v);
-    at[1] = static_cast<u8>(static_cast<u16>(v) >> 8);
-  }
-  static void put32(u8* at, u32 v) {
-    put24(at, v);
-    at[3] = static_cast<u8>(v >> 24);
   }
 };
 

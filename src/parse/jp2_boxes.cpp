@@ -28,6 +28,7 @@ constexpr u32 kSignatureContents = 0x0D0A870A;
 constexpr u32 kBrandJP2 = fourCC("jp2 ");
 constexpr u32 kBrandJPX = fourCC("jpx ");
 constexpr u32 kFileTypeFixedSize = 8;  // brand and minor version
+constexpr u32 kCompatibleSize = 4;
 constexpr u32 kMaxCompatible = 32;
 
 constexpr u32 kBoxHeaderSize = 8;
@@ -104,7 +105,7 @@ i32 MetadataStore::parseFileType(Stream& stream) {
   const i32 code = readBoxHeader(stream);
   if (code != 0) return code;
   // A payload without room for the fixed fields wraps to a count that is refused as well.
-  const u32 compatible = (static_cast<u32>(current_.length) - kFileTypeFixedSize) / sizeof(u32);
+  const u32 compatible = (static_cast<u32>(current_.length) - kFileTypeFixedSize) / kCompatibleSize;
   if (compatible > kMaxCompatible) return WBX_ERROR_CORRUPT;
 
   const u32 brand = takeU32(stream);
