@@ -10,3 +10,8 @@ if(WBX_SANITIZE)
   add_compile_options(-fsanitize=${WBX_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
   add_link_options(-fsanitize=${WBX_SANITIZE})
 endif()
+
+if(WBX_COVERAGE)
+  add_compile_options(--coverage)
+  add_link_options(--coverage)
+endif()

@@ -1,0 +1,36 @@
+# What an installed library consists of: header, both libraries, the CMake package, the pkg-config
+# file, and the program with its manual page where they are built.
+
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+install(FILES include/wbx.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(TARGETS wbx-codec wbx-codec-static EXPORT wbx-codec
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+        INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/wbx-codec)
+install(EXPORT wbx-codec NAMESPACE wbx:: FILE wbx-codec-config.cmake DESTINATION ${package_dir})
+write_basic_package_version_file(wbx-codec-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/wbx-codec-config-version.cmake
+        DESTINATION ${package_dir})
+
+foreach(kind LIB INCLUDE)
+  if(IS_ABSOLUTE "${CMAKE_INSTALL_${kind}DIR}")
+    set(wbx_pc_${kind}DIR "${CMAKE_INSTALL_${kind}DIR}")
+  else()
+    set(wbx_pc_${kind}DIR "\${prefix}/${CMAKE_INSTALL_${kind}DIR}")
+  endif()
+endforeach()
+configure_file(cmake/wbx-codec.pc.in wbx-codec.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/wbx-codec.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+if(TARGET wbx-decode)
+  install(TARGETS wbx-decode RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  if(EXISTS ${PROJECT_SOURCE_DIR}/docs/wbx-decode.1)
+    install(FILES docs/wbx-decode.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+  endif()
+endif()
