@@ -341,8 +341,12 @@ void colours97Words(const f32* __restrict y, const i32* __restrict cb, const i32
 }
 
 // A pixel of four samples as one number in memory order: sample k in the bits from k * bits on.
-typedef u32 BytePixel __attribute__((aligned(1), may_alias));
-typedef u64 WordPixel __attribute__((aligned(1), may_alias));
+// A record, since a template drops the attributes of a plain number: pixels of the caller's stand
+// at any address.
+template <class Number>
+struct __attribute__((packed, may_alias)) Pixel {
+  Number bits;
+};
 
 #if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
 constexpr i32 placeOf(i32 part, i32, i32 bits) {
@@ -355,73 +359,75 @@ constexpr i32 placeOf(i32 part, i32 parts, i32 bits) {
 #endif
 
 // Puts one part of `bits` bits of each pixel in its place and leaves the others.
-template <class Pixel, class Part>
+template <class Number, class Part>
 inline void insertParts(const Part* __restrict parts, i32 count, i32 place, i32 bits,
-                        Pixel* __restrict pixels) {
-  const Pixel mask = ((Pixel{1} << bits) - 1) << place;
+                        Pixel<Number>* __restrict pixels) {
+  const Number mask = ((Number{1} << bits) - 1) << place;
   for (i32 i = 0; i < count; ++i) {
-    pixels[i] = (pixels[i] & ~mask) | ((static_cast<Pixel>(parts[i]) << place) & mask);
+    const Number part = (static_cast<Number>(parts[i]) << place) & mask;
+    pixels[i].bits = (pixels[i].bits & ~mask) | part;
   }
 }
 
-template <class Part, class Pixel>
-inline void extractHalves(const Pixel* __restrict pixels, i32 count, i32 bits,
+template <class Part, class Number>
+inline void extractHalves(const Pixel<Number>* __restrict pixels, i32 count, i32 bits,
                           Part* __restrict first, Part* __restrict second) {
   const i32 firstPlace = placeOf(0, 2, bits), secondPlace = placeOf(1, 2, bits);
   for (i32 i = 0; i < count; ++i) {
-    first[i] = static_cast<Part>(pixels[i] >> firstPlace);
-    second[i] = static_cast<Part>(pixels[i] >> secondPlace);
+    first[i] = static_cast<Part>(pixels[i].bits >> firstPlace);
+    second[i] = static_cast<Part>(pixels[i].bits >> secondPlace);
   }
 }
 
-template <class Pixel, class Sample>
+template <class Number, class Sample>
 inline void joinColours(const Sample* __restrict red, const Sample* __restrict green,
-                        const Sample* __restrict blue, i32 count, i32 bits, Pixel fourth,
-                        Pixel* __restrict pixels) {
+                        const Sample* __restrict blue, i32 count, i32 bits, Number fourth,
+                        Pixel<Number>* __restrict pixels) {
   const i32 r = placeOf(2, 4, bits), g = placeOf(1, 4, bits), b = placeOf(0, 4, bits);
   for (i32 i = 0; i < count; ++i) {
-    pixels[i] = (Pixel{red[i]} << r) | (Pixel{green[i]} << g) | (Pixel{blue[i]} << b) | fourth;
+    pixels[i].bits =
+        (Number{red[i]} << r) | (Number{green[i]} << g) | (Number{blue[i]} << b) | fourth;
   }
 }
 
-BytePixel* bytePixels(u8* pixels) {
-  return reinterpret_cast<BytePixel*>(pixels);
+Pixel<u32>* bytePixels(u8* pixels) {
+  return reinterpret_cast<Pixel<u32>*>(pixels);
 }
-WordPixel* wordPixels(u8* pixels) {
-  return reinterpret_cast<WordPixel*>(pixels);
+Pixel<u64>* wordPixels(u8* pixels) {
+  return reinterpret_cast<Pixel<u64>*>(pixels);
 }
 
 void storeInBytes(const u8* samples, i32 count, i32 channel, u8* pixels) {
-  insertParts<u32>(samples, count, placeOf(channel, 4, 8), 8, bytePixels(pixels));
+  insertParts(samples, count, placeOf(channel, 4, 8), 8, bytePixels(pixels));
 }
 
 void parkInBytes(const i16* lanes, i32 count, i32 half, u8* pixels) {
-  insertParts<u32>(lanes, count, placeOf(half, 2, 16), 16, bytePixels(pixels));
+  insertParts(lanes, count, placeOf(half, 2, 16), 16, bytePixels(pixels));
 }
 
 void unparkBytes(const u8* pixels, i32 count, i16* first, i16* second) {
-  extractHalves(reinterpret_cast<const BytePixel*>(pixels), count, 16, first, second);
+  extractHalves(reinterpret_cast<const Pixel<u32>*>(pixels), count, 16, first, second);
 }
 
 void joinBytes(const u8* red, const u8* green, const u8* blue, i32 count, u8* pixels) {
   constexpr u32 kOpaque = u32{0xFF} << placeOf(3, 4, 8);
-  joinColours<u32>(red, green, blue, count, 8, kOpaque, bytePixels(pixels));
+  joinColours(red, green, blue, count, 8, kOpaque, bytePixels(pixels));
 }
 
 void storeInWords(const u16* samples, i32 count, i32 channel, u8* pixels) {
-  insertParts<u64>(samples, count, placeOf(channel, 4, 16), 16, wordPixels(pixels));
+  insertParts(samples, count, placeOf(channel, 4, 16), 16, wordPixels(pixels));
 }
 
 void parkInWords(const i32* values, i32 count, i32 half, u8* pixels) {
-  insertParts<u64>(values, count, placeOf(half, 2, 32), 32, wordPixels(pixels));
+  insertParts(values, count, placeOf(half, 2, 32), 32, wordPixels(pixels));
 }
 
 void unparkWords(const u8* pixels, i32 count, i32* first, i32* second) {
-  extractHalves(reinterpret_cast<const WordPixel*>(pixels), count, 32, first, second);
+  extractHalves(reinterpret_cast<const Pixel<u64>*>(pixels), count, 32, first, second);
 }
 
 void joinWords(const u16* red, const u16* green, const u16* blue, i32 count, u8* pixels) {
-  joinColours<u64>(red, green, blue, count, 16, u64{0}, wordPixels(pixels));
+  joinColours(red, green, blue, count, 16, u64{0}, wordPixels(pixels));
 }
 
 }  // namespace

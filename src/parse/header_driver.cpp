@@ -14,7 +14,9 @@ bool inTilePartHeader(const Decoder& decoder) {
 }
 
 // In a tile-part header the tile's own parameters, else those of the whole image.
+// The tile has a record: its SOT made one.
 CodingStyle& codingStyleInForce(Decoder& decoder) {
+  // NOLINTNEXTLINE(clang-analyzer-core.uninitialized.UndefReturn)
   return inTilePartHeader(decoder) ? decoder.tileTable.find(decoder.currentTile)->style
                                    : decoder.mainCoding;
 }
