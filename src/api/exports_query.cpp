@@ -20,17 +20,6 @@ void fillInfo(const Decoder& decoder, WBX_ImageInfoEx& info) {
   info.precision = static_cast<u32>(decoder.image.maxPrecision);
 }
 
-// Entry number `index` of those that have data; null behind the last one.
-const MetadataEntry* findEntry(const MetadataStore& metadata, i32 index) {
-  i32 count = 0;
-  for (const MetadataEntry* entry = metadata.head(); entry != nullptr; entry = entry->next) {
-    if (entry->data == nullptr) continue;
-    if (count == index) return entry;
-    ++count;
-  }
-  return nullptr;
-}
-
 // Returns 10 for a level beyond the last, with the size of the last stored.
 i32 storeDimensions(const Decoder& decoder, i32 level, u32* width, u32* height) {
   const i32 count = decoder.resolutionCount();
@@ -79,7 +68,7 @@ int32_t WBX_GetMetaData(WBX_Handle handle, int32_t* index, uint32_t* kind, const
   return finish(FaultGuard::work([&] {
     const i32 wanted = *index;
     *data = nullptr;
-    const MetadataEntry* entry = findEntry(decoderOf(handle).metadata, wanted);
+    const MetadataEntry* entry = decoderOf(handle).metadata.entry(wanted);
     if (entry != nullptr) {
       *kind = static_cast<u32>(entry->kind);
       *data = entry->data;

@@ -35,6 +35,20 @@ bool MetadataStore::readEntryData(Stream& stream, MetadataKind kind, i64 length)
   return true;
 }
 
+const MetadataEntry* MetadataStore::entry(i32 index) {
+  if (index < 0) return nullptr;
+  if (lastAsked_ == nullptr || index < lastAskedIndex_) {
+    lastAsked_ = head_;
+    lastAskedIndex_ = 0;
+  }
+  const MetadataEntry* found = lastAsked_;
+  for (i32 i = lastAskedIndex_; found != nullptr && i < index; ++i) found = found->next;
+  if (found == nullptr) return nullptr;
+  lastAsked_ = found;
+  lastAskedIndex_ = index;
+  return found;
+}
+
 bool MetadataStore::appendEntry() {
   void* place = arena_.allocate(sizeof(MetadataEntry));
   if (place == nullptr) return false;

@@ -55,6 +55,9 @@ class MetadataStore {
     return channelDefinition_[channel];
   }
   [[nodiscard]] const MetadataEntry* head() const { return head_; }
+  // Entry number `index` of the list; null behind the last one. A walk from entry to entry takes
+  // one step each.
+  [[nodiscard]] const MetadataEntry* entry(i32 index);
 
  private:
   // How the walk goes on behind a box.
@@ -85,6 +88,8 @@ class MetadataStore {
   MetadataEntry current_;  // under construction; during a walk its box's payload length and type
   MetadataEntry* head_ = nullptr;
   MetadataEntry* tail_ = nullptr;
+  const MetadataEntry* lastAsked_ = nullptr;
+  i32 lastAskedIndex_ = 0;
   bool isJP2_ = false;
   bool isJPX_ = false;
   u32 colourSpace_ = kColourNone;

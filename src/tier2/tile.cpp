@@ -106,12 +106,15 @@ void Resolution::place(const Rect& where, u8 precinctWidthExp, u8 precinctHeight
   precinctsHigh = static_cast<u16>(cellsTouched(rect.y0, rect.y1, ppy));
 }
 
-void Resolution::build(const ComponentCoding& coding, i32 index) {
-  if (precinctCount() == 0) return;
+bool Resolution::build(Arena& arena, const ComponentCoding& coding, i32 index) {
+  if (precinctCount() == 0) return true;
   const u8 halving = index == 0 ? 0 : 1;
-  subbandCount = index == 0 ? 1 : 3;
-  for (u8 b = 0; b < subbandCount; ++b) {
-    Subband& band = subbands[b];
+  const i8 count = index == 0 ? 1 : 3;
+  subbands = arena.allocateArray<Subband>(count);
+  if (subbands == nullptr) return false;
+  subbandCount = count;
+  for (u8 b = 0; b < count; ++b) {
+    Subband& band = *new (&subbands[b]) Subband();
     band.orientation = static_cast<u8>(b + halving);
     band.rect = subbandRect(*this, band.orientation).rect;
     band.ppx = static_cast<u8>(ppx - halving);
@@ -121,6 +124,7 @@ void Resolution::build(const ComponentCoding& coding, i32 index) {
     band.precinctsWide = precinctsWide;
     band.precincts.setCount(precinctCount());
   }
+  return true;
 }
 
 bool TileComponent::build(Arena& arena, const Rect& tile, const ComponentInfo& info,
@@ -172,7 +176,9 @@ i32 Tile::buildComponent(i32 index, const ComponentInfo& info) {
   if (!component.build(*arena, rect, info, coding)) return WBX_ERROR_MEMORY;
   const Rect& r = component.rect;
   logger.writeStamped("   - Component[%d]: %u, %u, %u, %u", index, r.x0, r.y0, r.x1, r.y1);
-  for (i32 i = 0; i < component.resolutionCount; ++i) component.resolutions[i].build(coding, i);
+  for (i32 i = 0; i < component.resolutionCount; ++i) {
+    if (!component.resolutions[i].build(*arena, coding, i)) return WBX_ERROR_MEMORY;
+  }
   return 0;
 }
 

@@ -67,8 +67,8 @@ struct Resolution {
   Rect rect;
   u16 precinctsWide = 0, precinctsHigh = 0;  // both 0 when the rectangle is empty
   u8 ppx = 0, ppy = 0;
-  i8 subbandCount = 0;  // 0, 1 at the lowest resolution, or 3
-  Subband subbands[3];
+  i8 subbandCount = 0;          // 0, 1 at the lowest resolution, or 3
+  Subband* subbands = nullptr;  // in the Arena; null when the rectangle is empty
 
   [[nodiscard]] u32 precinctCount() const { return u32{precinctsWide} * precinctsHigh; }
   // A subband with an empty rectangle has no precincts at all.
@@ -76,8 +76,8 @@ struct Resolution {
 
   // Takes the rectangle and the precinct exponents, and lays out the precinct grid.
   void place(const Rect& where, u8 precinctWidthExp, u8 precinctHeightExp);
-  // Lays out the subbands of resolution `index`, once it is placed.
-  void build(const ComponentCoding& coding, i32 index);
+  // Makes the subbands of resolution `index`, once it is placed. False when the Arena refuses.
+  [[nodiscard]] bool build(Arena& arena, const ComponentCoding& coding, i32 index);
 };
 
 struct TileComponent {

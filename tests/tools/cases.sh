@@ -270,6 +270,12 @@ case_output_errors() {
   only
 }
 
+# The picture that the read-me shows.
+case_demo() {
+  "$tool" "$data/../../docs/demo.jp2" a.png
+  cmp <("$png_to_pam" a.png) <("$png_to_pam" "$data/../../docs/demo.png")
+}
+
 case_log() {
   "$tool" "$data/rgb_transform.j2k" a.png --log
   grep -q 'WBX_Decode' wbx-codec.log || fail "no log"
