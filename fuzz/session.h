@@ -1,0 +1,28 @@
+// A visit to an image: all queries, the metadata, a selection of tiles and decodes.
+#pragma once
+
+#include "wbx.h"
+
+#include "support.h"
+
+namespace wbx::fuzz {
+
+// What a visit saw. Equal for equal images, wherever their bytes come from.
+struct Visit {
+  i32 openCode = WBX_OK;
+  i32 decodeCode = WBX_OK;
+  u64 digest = 0;
+  bool operator==(const Visit&) const = default;
+};
+
+// Visits an open image as the decisions say, tests what must hold whatever the image is, and
+// leaves it open. Comparing decodes with each other needs a source that does not fail.
+[[nodiscard]] Visit visit(WBX_Handle image, Decisions& tail, bool sourceIsReliable);
+
+// Opens from memory, visits and closes.
+[[nodiscard]] Visit visitMemory(const u8* file, size_t size, Decisions tail);
+
+// The code of a failed open, which must be a code that an open may give.
+[[nodiscard]] i32 codeOfFailedOpen();
+
+}  // namespace wbx::fuzz
