@@ -1,6 +1,8 @@
 // Files that are cut off anywhere, and files with one wrong bit.
+#include <filesystem>
 #include <gtest/gtest.h>
 
+#include "parse/bytes.h"
 #include "robust/support.h"
 
 namespace wbx::test::robust {
@@ -126,6 +128,56 @@ TEST(BitFlips, OpenOrNotAndDecodeWithoutAFault) {
   EXPECT_GT(opened, 0);
   RecordProperty("tries", std::to_string(tries));
   RecordProperty("opened", std::to_string(opened));
+}
+
+// The log shows what the file says; nothing that it says may break the log.
+TEST_F(InAFolderOfItsOwn, BitFlipsAreLogged) {
+  ASSERT_EQ(WBX_StartLogging(0, 0), WBX_OK);
+  for (const NamedFile& file : allSmallFiles()) {
+    const size_t bits = file.bytes.size() * 8;
+    const size_t stride = strideOf(bits, 40);
+    Bytes flipped = file.bytes;
+    for (size_t bit = 0; bit < bits; bit += stride) {
+      const u8 mask = static_cast<u8>(0x80 >> (bit & 7));
+      flipped[bit >> 3] ^= mask;
+      const WBX_Handle handle = openBytes(flipped);
+      if (handle != nullptr) {
+        tryEverything(handle);
+        EXPECT_EQ(WBX_Close(handle), WBX_OK);
+      }
+      flipped[bit >> 3] ^= mask;
+    }
+  }
+  const Bytes coc = parse::codestream({}, {.scod = 0, .levels = 0},
+                                      parse::segment(0x53, {0, 1, 0, 4, 4, 0x36, 1, 0xFF}));
+  EXPECT_EQ(openCode(openBytes(coc)), WBX_OK);
+  WBX_StopLogging();
+  EXPECT_GT(std::filesystem::file_size("wbx-codec.log"), 10000u);
+}
+
+// Step sizes of any exponent make numbers that no lane, sample or integer can hold.
+TEST(HostileQuantization, DecodesToSomething) {
+  for (const char* name :
+       {"irr_bits_12.j2k", "irr_bits_12_plain.j2k", "irr_bits_16_extremes.j2k", "irr_bits_16.j2k",
+        "irr_bits_12_422.j2k", "irr_rgb.j2k", "irr_roi.j2k", "irr_420.j2k", "bits_12_422.j2k"}) {
+    Bytes file = dataFile(name);
+    size_t qcd = 0;
+    while (file[qcd] != 0xFF || file[qcd + 1] != 0x5C) ++qcd;
+    const size_t end = qcd + 2 + file[qcd + 3];
+    for (const u8 guard : {u8{0}, u8{0x40}, u8{0xE0}}) {
+      for (const u8 step : {u8{0}, u8{0x07}, u8{0x58}, u8{0xFF}}) {
+        file[qcd + 4] = static_cast<u8>((file[qcd + 4] & 0x1F) | guard);
+        for (size_t at = qcd + 5; at < end; ++at) file[at] = step;
+        const WBX_Handle handle = openBytes(file);
+        ASSERT_NE(handle, nullptr) << name;
+        for (const char* options :
+             {"", "video=1", "res_level=1", "bpp=8,video=1,nomct", "res_level=99"})
+          EXPECT_EQ(decodeExternal(handle, options, 0x5A).code, WBX_OK) << name << options;
+        EXPECT_EQ(decodeInternal(handle).code, WBX_OK);
+        EXPECT_EQ(WBX_Close(handle), WBX_OK);
+      }
+    }
+  }
 }
 
 }  // namespace

@@ -92,7 +92,7 @@ const std::vector<std::string>& smallFiles() {
       "grey_2x3.j2k",        "grey_noise.j2k",    "irr_420.j2k",         "tiles_1x1.j2k",
       "bits_12_422.j2k",     "irr_bits_16.j2k",   "mode_all_layers.j2k", "order_pcrl_420.j2k",
       "precincts_small.j2k", "parts_plt_tlm.j2k", "roi_grey.j2k",        "irr_tiles.j2k",
-      "rgba_plain.j2k"};
+      "rgba_plain.j2k",      "block_4x4.j2k"};
   return kNames;
 }
 
@@ -171,8 +171,8 @@ i32 walkMetadata(WBX_Handle handle) {
     const i32 code = WBX_GetMetaData(handle, &index, &kind, &data, &length);
     if (code != WBX_OK) return code;
     if (data == nullptr) return WBX_OK;
-    Bytes copy(length);
-    std::memcpy(copy.data(), data, length);
+    const u8* bytes = static_cast<const u8*>(data);
+    const Bytes copy(bytes, bytes + length);
   }
 }
 

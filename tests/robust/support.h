@@ -2,8 +2,10 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
+#include <filesystem>
+#include <gtest/gtest.h>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 #include "wbx.h"
@@ -118,6 +120,25 @@ struct Source {
   [[nodiscard]] bool strikes();
   [[nodiscard]] i32 read(u8* buffer, u32 count);
   [[nodiscard]] i32 seek(u32 offset);
+};
+
+// For tests of the log, which is written to the current directory.
+class InAFolderOfItsOwn : public testing::Test {
+ protected:
+  void SetUp() override {
+    before_ = std::filesystem::current_path();
+    folder_ = std::filesystem::temp_directory_path() / ("wbx-robust-" + std::to_string(getpid()));
+    std::filesystem::create_directory(folder_);
+    std::filesystem::current_path(folder_);
+  }
+  void TearDown() override {
+    WBX_StopLogging();
+    std::filesystem::current_path(before_);
+    std::filesystem::remove_all(folder_);
+  }
+
+ private:
+  std::filesystem::path before_, folder_;
 };
 
 }  // namespace wbx::test::robust

@@ -161,24 +161,6 @@ TEST_F(FaultsBesideAnApplication, InAForkedChild) {
   EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
-class InAFolderOfItsOwn : public testing::Test {
- protected:
-  void SetUp() override {
-    before_ = std::filesystem::current_path();
-    folder_ = std::filesystem::temp_directory_path() / ("wbx-robust-" + std::to_string(getpid()));
-    std::filesystem::create_directory(folder_);
-    std::filesystem::current_path(folder_);
-  }
-  void TearDown() override {
-    WBX_StopLogging();
-    std::filesystem::current_path(before_);
-    std::filesystem::remove_all(folder_);
-  }
-
- private:
-  std::filesystem::path before_, folder_;
-};
-
 TEST_F(InAFolderOfItsOwn, ThreadsWithHandlesOfTheirOwnWhileTheLogComesAndGoes) {
   static const char* const kNames[] = {"grey_noise.j2k",      "irr_tiles.j2k",    "bits_12_422.j2k",
                                        "irr_bits_16.j2k",     "roi_grey.j2k",     "rgba_plain.j2k",
