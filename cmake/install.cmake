@@ -1,5 +1,5 @@
 # What an installed library consists of: header, both libraries, the CMake package, the pkg-config
-# file, and the program with its manual page where they are built.
+# file. The program installs itself.
 
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
@@ -27,10 +27,3 @@ endforeach()
 configure_file(cmake/wbx-codec.pc.in wbx-codec.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/wbx-codec.pc
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-
-if(TARGET wbx-decode)
-  install(TARGETS wbx-decode RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-  if(EXISTS ${PROJECT_SOURCE_DIR}/docs/wbx-decode.1)
-    install(FILES docs/wbx-decode.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-  endif()
-endif()
