@@ -15,7 +15,6 @@ struct Kernel53 {
   using Lane = L;
   static constexpr Kernel kKernel = kKernel53;
   static constexpr i32 kLag = 2;
-  static constexpr i32 kScratchWords = 0;
 
   // T.800 F.3.6: a signal of one sample at an odd coordinate.
   static constexpr L halve(L v) { return static_cast<L>(v >> 1); }
@@ -26,10 +25,10 @@ struct Kernel53 {
     return static_cast<L>(add(add(a, right), add(below, belowRight)) >> 2);
   }
 
-  static void liftPairs(const i16* a, const i16* b, i32 pairs, i64*, i16* even, i16* odd) {
+  static void liftPairs(const i16* a, const i16* b, i32 pairs, i16* even, i16* odd) {
     kernels().liftPairs53i16(a, b, pairs, even, odd);
   }
-  static void liftPairs(const i32* a, const i32* b, i32 pairs, i64*, i32* even, i32* odd) {
+  static void liftPairs(const i32* a, const i32* b, i32 pairs, i32* even, i32* odd) {
     kernels().liftPairs53i32(a, b, pairs, even, odd);
   }
   static void interleave(const i16* even, const i16* odd, i32 pairs, i16* out) {
@@ -38,7 +37,7 @@ struct Kernel53 {
   static void interleave(const i32* even, const i32* odd, i32 pairs, i32* out) {
     kernels().interleave32(even, odd, pairs, out);
   }
-  static void liftLoneRow(const PlanarRow<L>& row, i64* scratch, L* out) {
+  static void liftLoneRow(const PlanarRow<L>& row, L* scratch, L* out) {
     liftRow<Kernel53>(row, scratch, out);
   }
 

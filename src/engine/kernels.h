@@ -21,11 +21,8 @@ struct Kernels {
 
   void (*liftPairs53i16)(const i16* a, const i16* b, i32 pairs, i16* even, i16* odd);
   void (*liftPairs53i32)(const i32* a, const i32* b, i32 pairs, i32* even, i32* odd);
-  // scratch: four values for each pair.
-  void (*liftPairs97Fixed)(const i16* a, const i16* b, i32 pairs, i32* scratch, i16* even,
-                           i16* odd);
-  void (*liftPairs97Float)(const f32* a, const f32* b, i32 pairs, f64* scratch, f32* even,
-                           f32* odd);
+  void (*liftPairs97Fixed)(const i16* a, const i16* b, i32 pairs, i16* even, i16* odd);
+  void (*liftPairs97Float)(const f32* a, const f32* b, i32 pairs, f32* even, f32* odd);
 
   void (*liftColumns53i16)(const i16* a, const i16* b, i32 columns, i16* evenPrev, i16* oddIn,
                            i16* evenOut, i16* oddOut);

@@ -75,12 +75,23 @@ inline i32 stepAlpha(i32 o, i32 left, i32 right) {
   return o + multiply(left + right, 12993, 13);
 }
 
-void liftPairs97Fixed(const i16* __restrict a, const i16* __restrict b, i32 pairs,
-                      i32* __restrict scratch, i16* __restrict even, i16* __restrict odd) {
-  i32* __restrict o = scratch;
-  i32* __restrict e1 = o + pairs;
-  i32* __restrict o1 = e1 + pairs;
-  i32* __restrict e2 = o1 + pairs;
+// Runs a lifting of rows over pieces whose intermediate values stay in the nearest cache. The 9-7
+// filter reaches over 4 pairs, so that is how far the pieces overlap.
+constexpr i32 kPiece = 256;
+
+template <class Lift>
+inline void forEachPiece(i32 pairs, const Lift& lift) {
+  constexpr i32 kOverlap = 4;
+  for (i32 first = 0;; first += kPiece - kOverlap) {
+    const i32 left = pairs - first;
+    lift(first, left < kPiece ? left : kPiece);
+    if (left <= kPiece) return;
+  }
+}
+
+void liftPiece97Fixed(const i16* __restrict a, const i16* __restrict b, i32 pairs,
+                      i16* __restrict even, i16* __restrict odd) {
+  i32 o[kPiece], e1[kPiece], o1[kPiece], e2[kPiece];
   for (i32 p = 0; p < pairs; ++p) o[p] = scaleOdd(b[p]);
   for (i32 p = 1; p < pairs; ++p) e1[p] = stepDelta(scaleEven(a[p]), o[p - 1], o[p]);
   for (i32 p = 1; p + 1 < pairs; ++p) o1[p] = stepGamma(o[p], e1[p], e1[p + 1]);
@@ -89,6 +100,12 @@ void liftPairs97Fixed(const i16* __restrict a, const i16* __restrict b, i32 pair
     even[p] = static_cast<i16>(e2[p]);
   }
   for (i32 p = 2; p + 2 < pairs; ++p) odd[p] = static_cast<i16>(stepAlpha(o1[p], e2[p], e2[p + 1]));
+}
+
+void liftPairs97Fixed(const i16* a, const i16* b, i32 pairs, i16* even, i16* odd) {
+  forEachPiece(pairs, [=](i32 first, i32 count) {
+    liftPiece97Fixed(a + first, b + first, count, even + first, odd + first);
+  });
 }
 
 void liftColumns97Fixed(const i16* __restrict a, const i16* __restrict b, i32 columns,
@@ -126,13 +143,10 @@ inline f64 rounded(f64 v) {
   return static_cast<f32>(v);
 }
 
-void liftPairs97Float(const f32* __restrict a, const f32* __restrict b, i32 pairs,
-                      f64* __restrict scratch, f32* __restrict even, f32* __restrict odd) {
+void liftPiece97Float(const f32* __restrict a, const f32* __restrict b, i32 pairs,
+                      f32* __restrict even, f32* __restrict odd) {
   // Entry p of o1 and of e2 is what pair p computes, for the odd and even place before it.
-  f64* __restrict o = scratch;
-  f64* __restrict e1 = o + pairs;
-  f64* __restrict o1 = e1 + pairs;
-  f64* __restrict e2 = o1 + pairs;
+  f64 o[kPiece], e1[kPiece], o1[kPiece], e2[kPiece];
   for (i32 p = 0; p < pairs; ++p) o[p] = b[p] * kOdd;
   for (i32 p = 1; p < pairs; ++p) e1[p] = a[p] * kEven - (o[p] + rounded(o[p - 1])) * kDelta;
   for (i32 p = 2; p < pairs; ++p) {
@@ -145,6 +159,12 @@ void liftPairs97Float(const f32* __restrict a, const f32* __restrict b, i32 pair
   for (i32 p = 4; p < pairs; ++p) {
     odd[p - 2] = static_cast<f32>(rounded(o1[p - 1]) + (e2[p] + rounded(e2[p - 1])) * kAlpha);
   }
+}
+
+void liftPairs97Float(const f32* a, const f32* b, i32 pairs, f32* even, f32* odd) {
+  forEachPiece(pairs, [=](i32 first, i32 count) {
+    liftPiece97Float(a + first, b + first, count, even + first, odd + first);
+  });
 }
 
 void liftColumns97Float(const f32* __restrict a, const f32* __restrict b, i32 columns,
@@ -175,9 +195,10 @@ void interleave(const L* __restrict even, const L* __restrict odd, i32 pairs, L*
   }
 }
 
-// The coefficient with 2 fractional bits; the shift drops the sign and the top magnitude bit.
+// The coefficient with 2 fractional bits; the shift drops the sign and the top magnitude bit. A 0
+// stays 0. (The choice is between integers: one between floats keeps compilers from vectorising.)
 inline i32 reconstructed(u32 coefficient, u32 midpoint) {
-  const u32 t = (coefficient << 2) | midpoint;
+  const u32 t = (coefficient << 2) | (coefficient != 0 ? midpoint : 0);
   const u32 sign = static_cast<u32>(static_cast<i32>(coefficient) >> 31);
   return static_cast<i32>((t ^ sign) - sign);
 }
@@ -200,8 +221,7 @@ inline void transferQuads(const u32* __restrict quads, i32 columns, L* const row
 void transferFixed(const u32* quads, i32 columns, u32 midpoint, u32 scale, i16* const rows[4]) {
   transferQuads(quads, columns, rows, [midpoint, scale](u32 v) {
     const u32 product = static_cast<u32>(reconstructed(v, midpoint)) * scale;
-    const i16 lane = static_cast<i16>(static_cast<i32>(product) >> 12);
-    return v == 0 ? i16{0} : lane;
+    return static_cast<i16>(static_cast<i32>(product) >> 12);
   });
 }
 
@@ -211,8 +231,7 @@ void transferInteger(const u32* quads, i32 columns, i32* const rows[4]) {
 
 void transferFloat(const u32* quads, i32 columns, u32 midpoint, f64 step, f32* const rows[4]) {
   transferQuads(quads, columns, rows, [midpoint, step](u32 v) {
-    const f32 lane = static_cast<f32>(reconstructed(v, midpoint) * step);
-    return v == 0 ? 0.0f : lane;
+    return static_cast<f32>(reconstructed(v, midpoint) * step);
   });
 }
 
@@ -259,15 +278,16 @@ void words97(const f32* __restrict lanes, i32 count, i32 levelShift, i32 maxValu
 
 bool roundSmall(const f32* __restrict lanes, i32 count, i32* __restrict out) {
   constexpr f32 kIntegers = 12582912.0f;  // 1.5 times 2^23: for either sign
-  constexpr f32 kLimit = 4194304.0f;
-  i32 large = 0;
+  constexpr i32 kLimit = __builtin_bit_cast(i32, 4194304.0f);
+  i32 outside = 0;  // negative once a magnitude was at the limit or above, compared as bits
   for (i32 i = 0; i < count; ++i) {
-    const f32 v = lanes[i];
-    large |= !(v > -kLimit) | !(v < kLimit);
-    const f32 small = v > -kLimit && v < kLimit ? v : 0.0f;
+    const i32 bits = __builtin_bit_cast(i32, lanes[i]);
+    const i32 room = kLimit - 1 - (bits & 0x7FFFFFFF);
+    outside |= room;
+    const f32 small = __builtin_bit_cast(f32, bits & ~(room >> 31));
     out[i] = static_cast<i32>((small + kIntegers) - kIntegers);
   }
-  return large == 0;
+  return outside >= 0;
 }
 
 void colours53Bytes(const i16* __restrict y, const i16* __restrict u, const i16* __restrict v,

@@ -64,16 +64,17 @@ void gatherPairs(const PlanarRow<Lane>& row, const PairWalk& walk, Lane* a, Lane
 // Horizontal lifting of one row of more than one column, from planar columns to natural order.
 // One lane in front of `out` and one behind its end may be written.
 template <class K>
-void liftRow(const PlanarRow<typename K::Lane>& row, i64* scratch, typename K::Lane* out) {
+void liftRow(const PlanarRow<typename K::Lane>& row, typename K::Lane* scratch,
+             typename K::Lane* out) {
   using Lane = typename K::Lane;
   const PairWalk walk(row.width, row.parity, K::kLag);
   const i32 pairs = (walk.end - walk.first + 1) / 2;
-  Lane* a = reinterpret_cast<Lane*>(scratch + K::kScratchWords * pairs);
+  Lane* a = scratch;
   Lane* b = a + pairs;
   Lane* even = b + pairs;
   Lane* odd = even + pairs;
   gatherPairs(row, walk, a, b);
-  K::liftPairs(a, b, pairs, scratch, even, odd);
+  K::liftPairs(a, b, pairs, even, odd);
   const i32 first = K::kLag / 2;
   K::interleave(even + first, odd + first, (row.width + row.parity + 1) / 2, out - row.parity);
 }

@@ -16,8 +16,9 @@ bool WorkingPlane::ensure(i32 width, i32 height, i32 laneBytes, i32 marginRows, 
   // other's cache sets.
   pitch_ = (((width + 2 * kGuardLanes + kLineLanes - 1) / kLineLanes) | 1) * kLineLanes;
   using Space = Workspace<i32>;
-  const i64 workRows = i64{Space::kRingRows + Space::kOutputRows} * laneBytes +
-                       i64{Space::kStateRows + Space::kScratchRows} * static_cast<i64>(sizeof(i32));
+  const i64 workRows =
+      i64{Space::kRingRows + Space::kOutputRows + Space::kScratchRows} * laneBytes +
+      i64{Space::kStateRows} * static_cast<i64>(sizeof(i32));
   workspaceOffset_ = pitch_ * height * laneBytes;
   const i64 bytes = workspaceOffset_ + pitch_ * workRows;
 

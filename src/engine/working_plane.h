@@ -32,12 +32,12 @@ struct Workspace {
   static constexpr i32 kRingRows = 8;  // lifted rows, the reach of the longest filter
   static constexpr i32 kStateRows = 4;
   static constexpr i32 kOutputRows = 2;
-  static constexpr i32 kScratchRows = 6;
+  static constexpr i32 kScratchRows = 2;
 
   std::array<Lane*, kRingRows> ring;
   std::array<Lane*, kOutputRows> output;
   std::array<i32*, kStateRows> state;  // 32 bits a column: the vertical state of a kernel
-  i64* scratch;                        // 192 bits a column and some more: of one row's lifting
+  Lane* scratch;                       // two lanes a column and some more: of one row's lifting
 
   [[nodiscard]] Lane* ringRow(i32 y) const { return ring[static_cast<u32>(y) % kRingRows]; }
 };
@@ -88,7 +88,7 @@ class WorkingPlane {
     for (Lane*& row : space.ring) take(row);
     for (Lane*& row : space.output) take(row);
     for (i32*& row : space.state) take(row);
-    space.scratch = reinterpret_cast<i64*>(at);
+    space.scratch = reinterpret_cast<Lane*>(at);
     return space;
   }
 

@@ -15,7 +15,6 @@ struct Kernel97Float {
   using Lane = f32;
   static constexpr Kernel kKernel = kKernel97;
   static constexpr i32 kLag = 4;
-  static constexpr i32 kScratchWords = 4;  // four values of 64 bits for each pair
 
   static constexpr f32 halve(f32 v) { return v; }  // a lone sample is taken as it stands
 
@@ -25,13 +24,13 @@ struct Kernel97Float {
     return static_cast<f32>((f64{right} + belowRight + below + a) * 0.25);
   }
 
-  static void liftPairs(const f32* a, const f32* b, i32 pairs, i64* scratch, f32* even, f32* odd) {
-    kernels().liftPairs97Float(a, b, pairs, reinterpret_cast<f64*>(scratch), even, odd);
+  static void liftPairs(const f32* a, const f32* b, i32 pairs, f32* even, f32* odd) {
+    kernels().liftPairs97Float(a, b, pairs, even, odd);
   }
   static void interleave(const f32* even, const f32* odd, i32 pairs, f32* out) {
     kernels().interleaveF32(even, odd, pairs, out);
   }
-  static void liftLoneRow(const PlanarRow<f32>& row, i64* scratch, f32* out) {
+  static void liftLoneRow(const PlanarRow<f32>& row, f32* scratch, f32* out) {
     liftRow<Kernel97Float>(row, scratch, out);
   }
 

@@ -14,7 +14,6 @@ struct Kernel97Fixed {
   using Lane = i16;
   static constexpr Kernel kKernel = kKernel97;
   static constexpr i32 kLag = 4;
-  static constexpr i32 kScratchWords = 2;  // four values of 32 bits for each pair
 
   static constexpr i16 halve(i16 v) { return v; }  // a lone sample is taken as it stands
 
@@ -23,8 +22,8 @@ struct Kernel97Fixed {
     return static_cast<i16>((a + right + below + belowRight) >> 2);
   }
 
-  static void liftPairs(const i16* a, const i16* b, i32 pairs, i64* scratch, i16* even, i16* odd) {
-    kernels().liftPairs97Fixed(a, b, pairs, reinterpret_cast<i32*>(scratch), even, odd);
+  static void liftPairs(const i16* a, const i16* b, i32 pairs, i16* even, i16* odd) {
+    kernels().liftPairs97Fixed(a, b, pairs, even, odd);
   }
   static void interleave(const i16* even, const i16* odd, i32 pairs, i16* out) {
     kernels().interleave16(even, odd, pairs, out);
@@ -54,7 +53,7 @@ struct Kernel97Fixed {
     static constexpr i32 product(i32 v, i32 factor) { return wrap(i64{v} * factor); }
   };
 
-  static void liftLoneRow(const PlanarRow<i16>& row, i64*, i16* out) {
+  static void liftLoneRow(const PlanarRow<i16>& row, i16*, i16* out) {
     LoneLine line;
     const PairWalk walk(row.width, row.parity, kLag);
     for (i32 at = walk.first; at < walk.end; at += 2) {

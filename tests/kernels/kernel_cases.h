@@ -34,7 +34,7 @@ void forEachLength(const Body& body) {
     body(length);
   };
   for (i32 length = 0; length <= 70; ++length) with(length);
-  for (const i32 length : {127, 128, 131, 255, 257, 1001}) with(length);
+  for (const i32 length : {127, 131, 252, 253, 255, 256, 257, 260, 508, 509, 1001}) with(length);
 }
 
 // An array off any vector boundary, with a guard band on either side. Everything starts as 0xA5.

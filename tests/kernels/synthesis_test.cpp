@@ -85,7 +85,7 @@ class Plane {
         rings_(Workspace<L>::kRingRows, Guarded<L>(size_.width + 2)),
         outputs_(Workspace<L>::kOutputRows, Guarded<L>(size_.width)),
         states_(Workspace<L>::kStateRows, Guarded<i32>(size_.width)),
-        scratch_(Workspace<L>::kScratchRows * (size_.width + 32) / 2) {
+        scratch_(Workspace<L>::kScratchRows * (size_.width + 32)) {
     for (size_t k = 0; k < rings_.size(); ++k) space.ring[k] = rings_[k].data() + 1;
     for (size_t k = 0; k < outputs_.size(); ++k) space.output[k] = outputs_[k].data();
     for (size_t k = 0; k < states_.size(); ++k) space.state[k] = states_[k].data();
@@ -127,7 +127,7 @@ class Plane {
   Guarded<L> lanes_;
   std::vector<Guarded<L>> rings_, outputs_;
   std::vector<Guarded<i32>> states_;
-  Guarded<i64> scratch_;
+  Guarded<L> scratch_;
 };
 
 // Rows that leave the plane, and rows that stay in it.

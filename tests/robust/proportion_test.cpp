@@ -98,9 +98,8 @@ const Bytes kManySteps = segment(0x5C, Bytes(1 + 70, 0x40));
 
 // 24 resolutions of the smallest precincts and blocks, 65535 layers.
 Bytes deepCod(u8 progression, u8 precincts = 0x11) {
-  Bytes cod = {1, progression, 0xFF, 0xFF, 0, 23, 0, 0, 0, 1};
-  cod.insert(cod.end(), 24, precincts);
-  return segment(0x52, cod);
+  const Bytes fixed = {1, progression, 0xFF, 0xFF, 0, 23, 0, 0, 0, 1};
+  return segment(0x52, fixed + Bytes(24, precincts));
 }
 
 Bytes deepHeader(u8 progression, const Siz& siz, u8 precincts = 0x11) {
