@@ -13,6 +13,7 @@ namespace {
 // Larger pictures are left alone, so that an input that takes long is one that should not.
 constexpr u64 kMaxPixels = 1u << 19;
 constexpr u64 kMaxPictureBytes = 1u << 24;
+constexpr u64 kManyTiles = 1u << 12;
 constexpr u64 kMaxRepeatedPixels = 1u << 14;
 
 class Digest {
@@ -111,7 +112,9 @@ class Session {
     require(WBX_GetResolutions(image_, &count) == WBX_OK, "GetResolutions failed");
     require(count >= 1, "no resolution");
     digest_.add(static_cast<u32>(count));
-    for (i32 level = -1; level <= std::min(count, 34); ++level) {
+    // Each question looks at every tile.
+    const bool manyTiles = u64{info_.tilesAcross} * info_.tilesDown > kManyTiles;
+    for (i32 level = manyTiles ? count - 1 : -1; level <= std::min(count, 34); ++level) {
       u32 width, height;
       const i32 code = WBX_GetResolutionDimensions(image_, level, &width, &height);
       require(code == (level < count ? WBX_OK : WBX_ERROR_RESOLUTION), "code of a level");
@@ -188,7 +191,8 @@ class Session {
         WBX_Decode(image_, &buffer, &picture.size, request.options.c_str(), &picture.pitch);
     require(buffer == storage.get(), "the caller's buffer was changed");
     picture.bytes = storage.get();
-    if (picture.code != WBX_ERROR_BPP && size != 0) requireGapsUntouched(picture, request.fill);
+    if (picture.code != WBX_ERROR_BPP && size != 0 && hasLayout(picture))
+      requireGapsUntouched(picture, request.fill);
     return picture;
   }
 
@@ -201,10 +205,13 @@ class Session {
     }
   }
 
-  // Strides are those of whole samples.
-  [[nodiscard]] u64 rowBytes() const { return pixelBytes_ / sampleBytes_ * sampleBytes_ * width_; }
-  [[nodiscard]] const u8* row(const Picture& picture, u64 y) const {
-    return picture.bytes + y * (picture.pitch / sampleBytes_ * sampleBytes_);
+  // Pixels of words at odd distances have no layout that is promised.
+  [[nodiscard]] bool hasLayout(const Picture& picture) const {
+    return (pixelBytes_ | picture.pitch) % sampleBytes_ == 0;
+  }
+  [[nodiscard]] u64 rowBytes() const { return pixelBytes_ * width_; }
+  [[nodiscard]] static const u8* row(const Picture& picture, u64 y) {
+    return picture.bytes + y * picture.pitch;
   }
 
   void addPicture(const Picture& picture) {
@@ -234,7 +241,7 @@ class Session {
     require(
         picture.code == WBX_OK || picture.code == WBX_ERROR_BPP || picture.code == WBX_ERROR_MEMORY,
         "decode of an open image failed");
-    if (picture.code == WBX_OK && u64{width_} * height_ <= kMaxRepeatedPixels)
+    if (picture.code == WBX_OK && hasLayout(picture) && u64{width_} * height_ <= kMaxRepeatedPixels)
       decodeEveryWay(request, picture);
     return picture.code;
   }
