@@ -13,7 +13,7 @@ namespace {
 // Larger pictures are left alone, so that an input that takes long is one that should not.
 constexpr u64 kMaxPixels = 1u << 19;
 constexpr u64 kMaxPictureBytes = 1u << 24;
-constexpr u64 kManyTiles = 1u << 12;
+constexpr u64 kMaxTiles = 1u << 16;
 constexpr u64 kMaxRepeatedPixels = 1u << 14;
 
 class Digest {
@@ -55,11 +55,14 @@ class Session {
   Visit run() {
     askForInfo();
     walkMetadata();
-    selectTiles();
-    askForResolutions();
     Visit seen;
-    seen.decodeCode = decode();
-    walkMetadata();
+    // Beyond that a question takes its time, since it is about every tile.
+    if (u64{info_.tilesAcross} * info_.tilesDown <= kMaxTiles) {
+      selectTiles();
+      askForResolutions();
+      seen.decodeCode = decode();
+      walkMetadata();
+    }
     seen.digest = digest_.value();
     return seen;
   }
@@ -112,9 +115,7 @@ class Session {
     require(WBX_GetResolutions(image_, &count) == WBX_OK, "GetResolutions failed");
     require(count >= 1, "no resolution");
     digest_.add(static_cast<u32>(count));
-    // Each question looks at every tile.
-    const bool manyTiles = u64{info_.tilesAcross} * info_.tilesDown > kManyTiles;
-    for (i32 level = manyTiles ? count - 1 : -1; level <= std::min(count, 34); ++level) {
+    for (i32 level = -1; level <= std::min(count, 34); ++level) {
       u32 width, height;
       const i32 code = WBX_GetResolutionDimensions(image_, level, &width, &height);
       require(code == (level < count ? WBX_OK : WBX_ERROR_RESOLUTION), "code of a level");
