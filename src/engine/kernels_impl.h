@@ -487,6 +487,7 @@ const Kernels kSet = {
     parkInWords,
     unparkWords,
     joinWords,
+    nullptr,
 };
 
 }  // namespace wbx::WBX_KERNEL_SET

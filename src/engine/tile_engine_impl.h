@@ -116,8 +116,11 @@ i32 TileEngine<Traits>::decodeSubband(const Tile& tile, i32 component, i32 r, i3
   band.roiShift = coding.quantization.roiShift;
   if (band.roiShift + band.magnitudeBits >= 32) band.roiShift = 31 - band.magnitudeBits;
   band.style = coding.cblkStyle;
-  BlockDecoder& blocks = *context.blockDecoder;
-  blocks.setBand(band);
+  BlockDecoder& single = *context.blockDecoder;
+  single.setBand(band);
+  LaneDecoder& lanes = *context.laneDecoder;
+  lanes.setPasses(kernels().lanePasses);
+  lanes.setBand(band, subband.orientation);
   const typename Traits::template Dequantizer<K> dequantizer(tileComponent.precision, entry);
 
   const Level<Lane> level = plane_.template level<Lane>(r);
@@ -129,8 +132,24 @@ i32 TileEngine<Traits>::decodeSubband(const Tile& tile, i32 component, i32 r, i3
     at.rowPitch = 2 * level.rowPitch;
   }
 
+  const auto transfer = [&](const u32* quads, i32 stripePitch, const Rect& rect, i32 lastPlane) {
+    transferBlock(quads, stripePitch, rect.width(), rect.height(),
+                  reconstructionPoint(lastPlane, band.roiShift), dequantizer,
+                  at.at(rect.x0, rect.y0), at.rowPitch);
+  };
+  const auto decodeOne = [&](const CodeBlock& block, const Rect& rect) {
+    single.prepare(rect.width(), rect.height());
+    const i32 code = single.decode(block, *tile.stream);
+    if (code != WBX_OK) return code;
+    if (band.roiShift >= 1 && band.roiShift <= 30)
+      single.shiftRegionBack(static_cast<u32>(band.roiShift));
+    transfer(single.quad(0, 0), single.stripePitch(), rect, single.lastPlane());
+    return i32{WBX_OK};
+  };
+
+  lanes.clear();
   for (u32 p = 0; p < resolution.precinctCount(); ++p) {
-    if (cancelled()) break;
+    if (cancelled()) return WBX_OK;
     const BlockGrid grid = subband.precinctGrid(p);
     if (grid.area.empty()) continue;
     const Precinct* precinct = subband.precincts.find(p);
@@ -143,20 +162,22 @@ i32 TileEngine<Traits>::decodeSubband(const Tile& tile, i32 component, i32 r, i3
       for (u32 i = 0; i < grid.wide; ++i) {
         const Rect rect = grid.blockRect(i, j);
         if (rect.empty()) continue;
-        Lane* to = at.at(rect.x0, rect.y0);
         const CodeBlock* block = precinct->block(i, j);
         if (block == nullptr || block->passCount == 0) {
-          clearLanes(to, at.rowPitch, rect.width(), rect.height());
+          clearLanes(at.at(rect.x0, rect.y0), at.rowPitch, rect.width(), rect.height());
           continue;
         }
-        blocks.prepare(rect.width(), rect.height());
-        const i32 code = blocks.decode(*block, *tile.stream);
+        i32 code = WBX_OK;
+        if (!lanes.take(*block, rect)) {
+          code = decodeOne(*block, rect);
+        } else if (lanes.isFull()) {
+          code = lanes.decodeAll(single, *tile.stream, transfer);
+        }
         if (code != WBX_OK) return code;
-        transferBlock(blocks, rect.width(), rect.height(), dequantizer, to, at.rowPitch);
       }
     }
   }
-  return WBX_OK;
+  return lanes.decodeAll(single, *tile.stream, transfer);
 }
 
 template <class Traits>

@@ -1,0 +1,113 @@
+// LaneDecoder: decodes code blocks by eights.
+#pragma once
+
+#include "api/types.h"
+#include "stream/stream.h"
+#include "tier1/block_decoder.h"
+#include "tier1/lane_passes.h"
+#include "tier1/segment_reader.h"
+#include "tier2/tile.h"
+
+namespace wbx {
+
+// Collects code blocks of one subband, and decodes them in groups of one block a lane. The blocks
+// of a group run through their passes in step, so a group is put together from blocks of about
+// the same number of passes and bytes. It takes blocks with the default style and without a region
+// of interest, which is nearly every block there is; BlockDecoder takes all others.
+class LaneDecoder {
+ public:
+  static constexpr i32 kCapacity = 32;
+  static constexpr i32 kLanes = LaneWord::kLanes;
+  // Fewer blocks than this are done sooner one by one.
+  static constexpr i32 kWorthwhile = 3;
+
+  explicit LaneDecoder(Arena& arena) : segment_(arena) {}
+  ~LaneDecoder();
+  LaneDecoder(const LaneDecoder&) = delete;
+  LaneDecoder& operator=(const LaneDecoder&) = delete;
+
+  // The passes to use; null when the processor has none.
+  void setPasses(const LanePasses* passes) { passes_ = passes; }
+  void setBand(const BlockDecoder::Band& band, u8 orientation);
+
+  // Takes a block into the collection, unless it is one for BlockDecoder.
+  [[nodiscard]] bool take(const CodeBlock& block, const Rect& rect);
+  [[nodiscard]] bool isFull() const { return count_ == kCapacity; }
+  void clear() { count_ = 0; }
+
+  // Decodes all blocks taken, those of too small a group with `single`, and hands each result to
+  // sink(quads, stripePitch, rect, lastPlane), which are those of BlockDecoder; the quads stay for
+  // the length of the call. Returns 0, or 2 when memory runs out.
+  template <class Sink>
+  [[nodiscard]] i32 decodeAll(BlockDecoder& single, Stream& stream, Sink sink);
+
+ private:
+  struct Block {
+    const CodeBlock* source = nullptr;
+    Rect rect;
+    i32 passes = 0;
+    i32 firstPlane = 0;
+    u32 bytes = 0;
+
+    [[nodiscard]] i32 lastPlane() const { return firstPlane - (passes + 1) / 3; }
+  };
+
+  // Puts blocks that go well together next to each other.
+  void sort();
+  [[nodiscard]] i32 decodeGroup(const Block* blocks, i32 count, Stream& stream);
+  // The quads of one block of the last group.
+  [[nodiscard]] const u32* collect(const Block& block, i32 lane);
+  [[nodiscard]] i32 stripePitch() const;
+  [[nodiscard]] bool layOut(const Block* blocks, i32 count);
+  [[nodiscard]] bool ensure(i64 bytes);
+  void markRealSamples(const Block* blocks, i32 count);
+  void unstuff(const Block& block, i32 lane, Stream& stream);
+  [[nodiscard]] LaneWord* words(i32 array) const { return memory_ + array * arrayWords_; }
+
+  const LanePasses* passes_ = nullptr;
+  BlockDecoder::Band band_;
+  SegmentReader segment_;
+  LaneState state_;
+  Block blocks_[kCapacity];
+  i32 count_ = 0;
+  void* allocation_ = nullptr;
+  LaneWord* memory_ = nullptr;  // its aligned part, for all of the following
+  i64 size_ = 0;
+  i64 arrayWords_ = 0;
+  LaneWord* ones_ = nullptr;  // an array for each plane
+  u8* bits_ = nullptr;
+  u64* borrows_ = nullptr;
+  u32* quads_ = nullptr;
+};
+
+template <class Sink>
+i32 LaneDecoder::decodeAll(BlockDecoder& single, Stream& stream, Sink sink) {
+  sort();
+  const i32 count = count_;
+  count_ = 0;
+  // What is left over from full groups are the smallest ones.
+  i32 size = count % kLanes;
+  for (i32 first = 0; first < count; first += size, size = kLanes) {
+    if (size == 0) continue;
+    const Block* blocks = blocks_ + first;
+    const bool together = size >= kWorthwhile;
+    if (together) {
+      const i32 code = decodeGroup(blocks, size, stream);
+      if (code != 0) return code;
+    }
+    for (i32 i = 0; i < size; ++i) {
+      const Block& block = blocks[i];
+      if (together) {
+        sink(collect(block, i), stripePitch(), block.rect, block.lastPlane());
+        continue;
+      }
+      single.prepare(block.rect.width(), block.rect.height());
+      const i32 code = single.decode(*block.source, stream);
+      if (code != 0) return code;
+      sink(single.quad(0, 0), single.stripePitch(), block.rect, single.lastPlane());
+    }
+  }
+  return 0;
+}
+
+}  // namespace wbx

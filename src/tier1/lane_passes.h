@@ -1,0 +1,101 @@
+// The coding passes over eight code blocks at once, each in one lane of the vector registers.
+#pragma once
+
+#include "api/types.h"
+
+namespace wbx {
+
+// One 64-bit value for each lane. Arrays of them begin on a cache line.
+struct LaneWord {
+  static constexpr i32 kLanes = 8;
+  u64 lane[kLanes] = {};
+};
+
+// How a word of a lane holds a fact about 32 samples, 8 columns of one stripe: with a margin of one
+// sample on all sides, 10 columns of 6 rows in scan order from bit 63 down. So all 8 neighbours of
+// a sample stand in its own word, at fixed distances, and the first sample that is left to do is
+// the highest bit. In memory the margins are clear; a pass fills them in from the words around.
+namespace lane_layout {
+
+inline constexpr i32 kColumns = 8;
+inline constexpr i32 kRows = 4;
+inline constexpr i32 kPitch = kRows + 2;  // bits from a column to the next
+
+// `column` holds the bits of one column, row 0 highest of 4; the same in all 8 columns.
+constexpr u64 inAllColumns(u64 column) {
+  u64 word = 0;
+  for (int i = 1; i <= kColumns; ++i) word |= column << (59 - kPitch * i);
+  return word;
+}
+
+// All bits of the margin column in front and of the next `count` columns.
+constexpr u64 firstColumns(i32 count) {
+  return ~u64{0} << (64 - kPitch * (count + 1));
+}
+
+inline constexpr u64 kSamples = inAllColumns(0xF);
+inline constexpr u64 kFirstRow = inAllColumns(0x8);
+inline constexpr u64 kRowAbove = inAllColumns(0x10);
+inline constexpr u64 kRowBelow = inAllColumns(0x1) >> 1;
+inline constexpr u64 kColumnBefore = firstColumns(0);
+
+}  // namespace lane_layout
+
+// Eight MQ decoders, and the blocks that they decode.
+struct LaneState {
+  // The registers of MqDecoder.
+  LaneWord a, c, ct;
+  // Contexts, a byte each: bits 0 to 5 the state of T.800 table C.2, bit 7 the MPS. Zero coding
+  // has nine; the ninth shares a word with the run length.
+  LaneWord zeroCoding, runLength, sign, refinement;
+
+  // The complemented bits of each codeword segment, stuffing taken out, zeros behind.
+  LaneWord bits;      // address of the first byte
+  LaneWord length;    // in bytes; at least eight zeros follow
+  LaneWord fed;       // bits that went into c
+  // Where a stuffed byte above 0x7F stands, which borrows from the bits above it: it waits until
+  // its bits are due. The next such place, and the address of its entry in an ascending list.
+  LaneWord borrowAt, borrowList;
+
+  // Facts about the samples, stripe by stripe, with one margin word in front of each stripe and a
+  // margin stripe before the first and behind the last.
+  LaneWord* real = nullptr;  // samples inside the block
+  LaneWord* significant = nullptr;
+  LaneWord* negative = nullptr;
+  LaneWord* visited = nullptr;  // by the significance pass of the current plane
+  LaneWord* refined = nullptr;  // at least once
+  LaneWord* ones = nullptr;     // magnitude bits of the current plane
+  i32 wordsAcross = 0;
+  i32 wordPitch = 0;
+  i32 stripes = 0;
+
+  const u8* zeroCodingTable = nullptr;  // 128 entries, see laneZeroCodingTable
+};
+
+// One implementation of the passes. `lanes` has a bit for each lane that takes part. The first
+// pass of a plane writes all of `ones`.
+struct LanePasses {
+  void (*start)(LaneState& state);  // begins the codeword segments
+  void (*cleanup)(LaneState& state, u32 lanes);
+  void (*significance)(LaneState& state, u32 lanes);
+  void (*refinement)(LaneState& state, u32 lanes);
+  // Takes one lane's coefficients out of its words, in the quads of BlockDecoder with no margin:
+  // `planes` arrays of `ones`, the first for the bit plane `firstPlane`.
+  void (*collect)(const LaneState& state, i32 lane, const LaneWord* ones, i32 planes,
+                  i32 firstPlane, u32* quads);
+};
+
+// The table of zero-coding contexts for a subband's orientation. Indexed by the number of
+// significant diagonal neighbours, 8 times that of vertical and 32 times that of horizontal ones;
+// gives the place of the context's byte, with 64 added in the word of the run length.
+[[nodiscard]] const u8* laneZeroCodingTable(u8 orientation);
+
+inline constexpr u8 kLaneRunLength = 64 + 1;  // its place
+
+#ifdef WBX_HAVE_AVX512
+namespace avx512 {
+extern const LanePasses kLanePasses;
+}
+#endif
+
+}  // namespace wbx
