@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <optional>
 
 #include "api/options.h"
 #include "api/types.h"
@@ -40,7 +41,15 @@ class TileEngine {
   template <class K>
   [[nodiscard]] i32 decodeComponent(const Tile& tile, i32 index);
   template <class K>
-  [[nodiscard]] i32 decodeSubband(const Tile& tile, i32 component, i32 resolution, i32 place);
+  struct SubbandTarget;
+  template <class K>
+  [[nodiscard]] SubbandTarget<K> subbandTarget(const Tile& tile, i32 component, i32 resolution,
+                                               i32 place);
+  template <class K>
+  [[nodiscard]] i32 decodeResolution(const Tile& tile, i32 component, i32 resolution);
+  template <class K>
+  [[nodiscard]] i32 decodeBlock(const CodeBlock& block, const Rect& rect, Stream& stream,
+                                const SubbandTarget<K>& target);
   template <class K>
   void writeUpscaledRows(i32 component, const Resolution& resolution, i32 index);
   template <class K>

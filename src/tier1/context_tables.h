@@ -50,13 +50,6 @@ constexpr int labelHH(int hv, int d) {
   return hv >= 2 ? 2 : hv;
 }
 
-// The label of table D.1 for the orientation (0 LL, 1 HL, 2 LH, 3 HH) and the numbers of significant
-// horizontal, vertical and diagonal neighbours.
-constexpr int zeroCodingLabel(int orientation, int h, int v, int d) {
-  if (orientation == 3) return labelHH(h + v, d);
-  return orientation == 1 ? labelLL(v, h, d) : labelLL(h, v, d);
-}
-
 constexpr ZeroCodingTable makeZeroCoding(int orientation) {
   ZeroCodingTable table = {};
   for (int f = 0; f < 256; ++f) {
@@ -64,7 +57,9 @@ constexpr ZeroCodingTable makeZeroCoding(int orientation) {
     const int v = bit(f, kSignificantN) + bit(f, kSignificantS);
     const int d = bit(f, kSignificantNE) + bit(f, kSignificantSE) + bit(f, kSignificantSW) +
                   bit(f, kSignificantNW);
-    const int label = zeroCodingLabel(orientation, h, v, d);
+    const int label = orientation == 3   ? labelHH(h + v, d)
+                      : orientation == 1 ? labelLL(v, h, d)
+                                         : labelLL(h, v, d);
     table[static_cast<size_t>(f)] = static_cast<u8>(kContextZeroCoding + static_cast<u32>(label));
   }
   return table;

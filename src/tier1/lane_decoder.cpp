@@ -67,14 +67,14 @@ LaneDecoder::~LaneDecoder() {
   freeMemory(allocation_);
 }
 
-void LaneDecoder::setBand(const BlockDecoder::Band& band, u8 orientation) {
-  band_ = band;
-  state_.zeroCodingTable = laneZeroCodingTable(orientation);
+void LaneDecoder::setBand(i32 place, const BlockDecoder::Band& band, u8 orientation) {
+  bands_[place] = {band, &laneZeroCoding(orientation)};
 }
 
-bool LaneDecoder::take(const CodeBlock& block, const Rect& rect) {
-  if (passes_ == nullptr || isFull() || band_.roiShift != 0 ||
-      (band_.style & (kStyleTermall | kStyleReset | kStyleSegsym)) != 0) {
+bool LaneDecoder::take(i32 place, const CodeBlock& block, const Rect& rect) {
+  const BlockDecoder::Band& band = bands_[place].band;
+  if (passes_ == nullptr || isFull() || band.roiShift != 0 ||
+      (band.style & (kStyleTermall | kStyleReset | kStyleSegsym)) != 0) {
     return false;
   }
   i64 passes = 0, bytes = 0;
@@ -83,15 +83,16 @@ bool LaneDecoder::take(const CodeBlock& block, const Rect& rect) {
     passes += chunk->passes();
     bytes += chunk->length();
   }
-  const i32 firstPlane = band_.magnitudeBits - 1 - block.zeroPlanes;
+  const i32 firstPlane = band.magnitudeBits - 1 - block.zeroPlanes;
   const bool regular = block.zeroPlanes >= 0 && block.firstPass == 3 * block.zeroPlanes;
   if (!regular || passes == 0 || bytes > kMaxBytes || firstPlane < 0 || firstPlane > 30) {
     return false;
   }
   // Passes below plane 0 are dropped.
   const i64 most = i64{3} * firstPlane + 1;
-  blocks_[count_++] = {&block, rect, static_cast<i32>(std::min(passes, most)), firstPlane,
-                       static_cast<u32>(bytes)};
+  blocks_[count_++] = {&block,     rect,
+                       place,      static_cast<i32>(std::min(passes, most)),
+                       firstPlane, static_cast<u32>(bytes)};
   return true;
 }
 
@@ -164,8 +165,8 @@ void LaneDecoder::markRealSamples(const Block* blocks, i32 count) {
 }
 
 // Reads a block's bytes into one string of complemented bits (see MqSource), and notes where one
-// borrows.
-void LaneDecoder::unstuff(const Block& block, i32 lane, Stream& stream) {
+// borrows. False when a chunk could not be fetched for want of memory.
+bool LaneDecoder::unstuff(const Block& block, i32 lane, Stream& stream) {
   state_.bits.lane[lane] = reinterpret_cast<uintptr_t>(bits_);
   state_.borrowList.lane[lane] = reinterpret_cast<uintptr_t>(borrows_);
   BitSink sink(bits_);
@@ -203,6 +204,7 @@ void LaneDecoder::unstuff(const Block& block, i32 lane, Stream& stream) {
   *borrows_++ = ~u64{0};
   std::memset(end, 0, kPadding);
   bits_ = end + kPadding;
+  return !segment_.outOfMemory();
 }
 
 i32 LaneDecoder::decodeGroup(const Block* blocks, i32 count, Stream& stream) {
@@ -210,10 +212,9 @@ i32 LaneDecoder::decodeGroup(const Block* blocks, i32 count, Stream& stream) {
   markRealSamples(blocks, count);
   i32 passes = 0;
   for (i32 lane = 0; lane < count; ++lane) {
-    unstuff(blocks[lane], lane, stream);
+    if (!unstuff(blocks[lane], lane, stream)) return WBX_ERROR_MEMORY;
     passes = std::max(passes, blocks[lane].passes);
   }
-  if (segment_.outOfMemory()) return WBX_ERROR_MEMORY;
   for (i32 lane = count; lane < kLanes; ++lane) {  // decode nothing out of the last one's zeros
     state_.bits.lane[lane] = reinterpret_cast<uintptr_t>(bits_ - kPadding);
     state_.length.lane[lane] = 0;
@@ -227,6 +228,10 @@ i32 LaneDecoder::decodeGroup(const Block* blocks, i32 count, Stream& stream) {
     state_.runLength.lane[lane] = 3 << 8;  // 3 for the run length
     state_.sign.lane[lane] = 0;
     state_.refinement.lane[lane] = 0;
+    const LaneZeroCoding& coding = *bands_[blocks[std::min(lane, count - 1)].place].zeroCoding;
+    state_.zeroCodingShifts.lane[lane] = coding.taps.shifts();
+    state_.zeroCodingWeights.lane[lane] = coding.taps.weights();
+    state_.zeroCodingBase.lane[lane] = coding.base;
   }
   passes_->start(state_);
   for (i32 pass = 0; pass < passes; ++pass) {

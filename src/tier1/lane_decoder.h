@@ -10,12 +10,14 @@
 
 namespace wbx {
 
-// Collects code blocks of one subband, and decodes them in groups of one block a lane. The blocks
-// of a group run through their passes in step, so a group is put together from blocks of about
-// the same number of passes and bytes. It takes blocks with the default style and without a region
-// of interest, which is nearly every block there is; BlockDecoder takes all others.
+// Collects code blocks of the subbands of one resolution, and decodes them in groups of one block a
+// lane. The blocks of a group run through their passes in step, so a group is put together from
+// blocks of about the same number of passes and bytes. It takes blocks with the default style and
+// without a region of interest, which is nearly every block there is; BlockDecoder takes all
+// others.
 class LaneDecoder {
  public:
+  static constexpr i32 kMaxBands = 3;
   static constexpr i32 kCapacity = 32;
   static constexpr i32 kLanes = LaneWord::kLanes;
   // Fewer blocks than this are done sooner one by one.
@@ -28,16 +30,17 @@ class LaneDecoder {
 
   // The passes to use; null when the processor has none.
   void setPasses(const LanePasses* passes) { passes_ = passes; }
-  void setBand(const BlockDecoder::Band& band, u8 orientation);
+  // Describes one of the subbands, by its place in its resolution.
+  void setBand(i32 place, const BlockDecoder::Band& band, u8 orientation);
 
-  // Takes a block into the collection, unless it is one for BlockDecoder.
-  [[nodiscard]] bool take(const CodeBlock& block, const Rect& rect);
+  // Takes a block of the subband into the collection, unless it is one for BlockDecoder.
+  [[nodiscard]] bool take(i32 place, const CodeBlock& block, const Rect& rect);
   [[nodiscard]] bool isFull() const { return count_ == kCapacity; }
   void clear() { count_ = 0; }
 
   // Decodes all blocks taken, those of too small a group with `single`, and hands each result to
-  // sink(quads, stripePitch, rect, lastPlane), which are those of BlockDecoder; the quads stay for
-  // the length of the call. Returns 0, or 2 when memory runs out.
+  // sink(place, rect, quads, stripePitch, lastPlane), the last three as BlockDecoder gives them;
+  // the quads stay for the length of the call. Returns 0, or 2 when memory runs out.
   template <class Sink>
   [[nodiscard]] i32 decodeAll(BlockDecoder& single, Stream& stream, Sink sink);
 
@@ -45,6 +48,7 @@ class LaneDecoder {
   struct Block {
     const CodeBlock* source = nullptr;
     Rect rect;
+    i32 place = 0;  // of its subband
     i32 passes = 0;
     i32 firstPlane = 0;
     u32 bytes = 0;
@@ -61,11 +65,15 @@ class LaneDecoder {
   [[nodiscard]] bool layOut(const Block* blocks, i32 count);
   [[nodiscard]] bool ensure(i64 bytes);
   void markRealSamples(const Block* blocks, i32 count);
-  void unstuff(const Block& block, i32 lane, Stream& stream);
+  [[nodiscard]] bool unstuff(const Block& block, i32 lane, Stream& stream);
   [[nodiscard]] LaneWord* words(i32 array) const { return memory_ + array * arrayWords_; }
 
   const LanePasses* passes_ = nullptr;
-  BlockDecoder::Band band_;
+  struct Band {
+    BlockDecoder::Band band;
+    const LaneZeroCoding* zeroCoding = nullptr;
+  };
+  Band bands_[kMaxBands];
   SegmentReader segment_;
   LaneState state_;
   Block blocks_[kCapacity];
@@ -98,13 +106,14 @@ i32 LaneDecoder::decodeAll(BlockDecoder& single, Stream& stream, Sink sink) {
     for (i32 i = 0; i < size; ++i) {
       const Block& block = blocks[i];
       if (together) {
-        sink(collect(block, i), stripePitch(), block.rect, block.lastPlane());
+        sink(block.place, block.rect, collect(block, i), stripePitch(), block.lastPlane());
         continue;
       }
+      single.setBand(bands_[block.place].band);
       single.prepare(block.rect.width(), block.rect.height());
       const i32 code = single.decode(*block.source, stream);
       if (code != 0) return code;
-      sink(single.quad(0, 0), single.stripePitch(), block.rect, single.lastPlane());
+      sink(block.place, block.rect, single.quad(0, 0), single.stripePitch(), single.lastPlane());
     }
   }
   return 0;

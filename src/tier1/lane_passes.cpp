@@ -5,29 +5,51 @@
 namespace wbx {
 namespace {
 
-struct alignas(64) Table {
-  u8 entry[128] = {};
-};
+using namespace lane_layout;
 
-constexpr Table makeTable(u8 orientation) {
-  Table table;
-  for (int h = 0; h <= 2; ++h) {
+// The numbers of neighbours in one sum: diagonal ones count 1, vertical ones 8 and horizontal ones
+// 32. HL has vertical and horizontal exchanged; HH does not tell them apart (T.800 table D.1).
+constexpr LaneZeroCoding makeCoding(int vertical, int horizontal, u8 base) {
+  return {{{{kN + kW, 1},
+            {kN + kE, 1},
+            {kS + kW, 1},
+            {kS + kE, 1},
+            {kN, vertical},
+            {kS, vertical},
+            {kW, horizontal},
+            {kE, horizontal}}},
+          base};
+}
+
+constexpr u8 kBaseHH = 88;  // behind the largest sum of the others, 4 + 2 * 8 + 2 * 32
+
+constexpr LaneZeroCoding kCodingLL = makeCoding(8, 32, 0);
+constexpr LaneZeroCoding kCodingHL = makeCoding(32, 8, 0);
+constexpr LaneZeroCoding kCodingHH = makeCoding(8, 8, kBaseHH);
+
+constexpr u8 placeOf(int label) {
+  return static_cast<u8>(label < 8 ? label : 64);
+}
+
+constexpr LaneTable makeTable() {
+  LaneTable table;
+  for (int d = 0; d <= 4; ++d) {
     for (int v = 0; v <= 2; ++v) {
-      for (int d = 0; d <= 4; ++d) {
-        const int label = context_detail::zeroCodingLabel(orientation, h, v, d);
-        table.entry[d + 8 * v + 32 * h] = static_cast<u8>(label < 8 ? label : 64);
+      for (int h = 0; h <= 2; ++h) {
+        table.entry[d + 8 * v + 32 * h] = placeOf(context_detail::labelLL(h, v, d));
+        table.entry[kBaseHH + d + 8 * (h + v)] = placeOf(context_detail::labelHH(h + v, d));
       }
     }
   }
   return table;
 }
 
-constexpr Table kTables[] = {makeTable(0), makeTable(1), makeTable(3)};
-
 }  // namespace
 
-const u8* laneZeroCodingTable(u8 orientation) {
-  return kTables[orientation == 1 ? 1 : orientation == 3 ? 2 : 0].entry;
+constinit const LaneTable kLaneZeroCodingTable = makeTable();
+
+const LaneZeroCoding& laneZeroCoding(u8 orientation) {
+  return orientation == 1 ? kCodingHL : orientation == 3 ? kCodingHH : kCodingLL;
 }
 
 }  // namespace wbx

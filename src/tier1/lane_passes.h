@@ -1,6 +1,8 @@
 // The coding passes over eight code blocks at once, each in one lane of the vector registers.
 #pragma once
 
+#include <bit>
+
 #include "api/types.h"
 
 namespace wbx {
@@ -33,6 +35,9 @@ constexpr u64 firstColumns(i32 count) {
   return ~u64{0} << (64 - kPitch * (count + 1));
 }
 
+// From a sample to its neighbours.
+inline constexpr int kN = 1, kS = -1, kW = kPitch, kE = -kPitch;
+
 inline constexpr u64 kSamples = inAllColumns(0xF);
 inline constexpr u64 kFirstRow = inAllColumns(0x8);
 inline constexpr u64 kRowAbove = inAllColumns(0x10);
@@ -50,9 +55,9 @@ struct LaneState {
   LaneWord zeroCoding, runLength, sign, refinement;
 
   // The complemented bits of each codeword segment, stuffing taken out, zeros behind.
-  LaneWord bits;      // address of the first byte
-  LaneWord length;    // in bytes; at least eight zeros follow
-  LaneWord fed;       // bits that went into c
+  LaneWord bits;    // address of the first byte
+  LaneWord length;  // in bytes; at least eight zeros follow
+  LaneWord fed;     // bits that went into c
   // Where a stuffed byte above 0x7F stands, which borrows from the bits above it: it waits until
   // its bits are due. The next such place, and the address of its entry in an ascending list.
   LaneWord borrowAt, borrowList;
@@ -69,7 +74,8 @@ struct LaneState {
   i32 wordPitch = 0;
   i32 stripes = 0;
 
-  const u8* zeroCodingTable = nullptr;  // 128 entries, see laneZeroCodingTable
+  // How the passes form zero-coding contexts in each lane: see laneZeroCoding.
+  LaneWord zeroCodingShifts, zeroCodingWeights, zeroCodingBase;
 };
 
 // One implementation of the passes. `lanes` has a bit for each lane that takes part. The first
@@ -85,12 +91,46 @@ struct LanePasses {
                   i32 firstPlane, u32* quads);
 };
 
-// The table of zero-coding contexts for a subband's orientation. Indexed by the number of
-// significant diagonal neighbours, 8 times that of vertical and 32 times that of horizontal ones;
-// gives the place of the context's byte, with 64 added in the word of the run length.
-[[nodiscard]] const u8* laneZeroCodingTable(u8 orientation);
+// Neighbours of a sample, each with a weight, a power of 2, and the sum over the significant ones.
+// To form it, a vector instruction brings a piece of a word with the sample at bit 63 into each of
+// eight bytes, so that the neighbour stands at the bit of its weight.
+struct LaneTap {
+  int distance, weight;
+};
 
-inline constexpr u8 kLaneRunLength = 64 + 1;  // its place
+struct LaneTaps {
+  LaneTap tap[8];
+
+  [[nodiscard]] constexpr u64 shifts() const {
+    u64 word = 0;
+    for (int i = 0; i < 8; ++i) {
+      const int bit = 63 + tap[i].distance - std::countr_zero(static_cast<u32>(tap[i].weight));
+      word |= static_cast<u64>(bit & 63) << (8 * i);
+    }
+    return word;
+  }
+  [[nodiscard]] constexpr u64 weights() const {
+    u64 word = 0;
+    for (int i = 0; i < 8; ++i) word |= static_cast<u64>(tap[i].weight) << (8 * i);
+    return word;
+  }
+};
+
+// From the sum of a subband's taps and its base, an entry of kLaneZeroCodingTable.
+struct LaneZeroCoding {
+  LaneTaps taps;
+  u8 base;
+};
+
+[[nodiscard]] const LaneZeroCoding& laneZeroCoding(u8 orientation);
+
+// The places of zero-coding contexts, with 64 added in the word of the run length.
+struct alignas(64) LaneTable {
+  u8 entry[128] = {};
+};
+extern const LaneTable kLaneZeroCodingTable;
+
+inline constexpr u8 kLaneRunLength = 64 + 1;  // the place of its context
 
 #ifdef WBX_HAVE_AVX512
 namespace avx512 {

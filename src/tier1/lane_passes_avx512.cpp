@@ -1,10 +1,8 @@
 // The passes for processors with AVX-512 VBMI. One decision of eight blocks is one walk through
 // the registers, with no branch on an outcome; what waits for one block's decision is filled with
 // the seven others.
-#include <immintrin.h>
-
-#include <array>
 #include <bit>
+#include <immintrin.h>
 
 #include "tier1/context_tables.h"
 #include "tier1/lane_passes.h"
@@ -18,40 +16,10 @@ using Mask = __mmask8;
 
 #define WBX_INLINE [[gnu::always_inline]] inline
 
-// A byte of each lane, selected out of an accumulated word by vpmultishiftqb, is one neighbour of
-// the sample at bit 63, moved to the bit that is its weight. Given are the neighbour's distance in
-// the word and its weight.
-struct Tap {
-  int distance, weight;
-};
+using namespace lane_layout;
 
-constexpr u64 tapShifts(const std::array<Tap, 8>& taps) {
-  u64 word = 0;
-  for (size_t i = 0; i < 8; ++i) {
-    const int bit = 63 + taps[i].distance - std::countr_zero(static_cast<u32>(taps[i].weight));
-    word |= static_cast<u64>(bit & 63) << (8 * i);
-  }
-  return word;
-}
-
-constexpr u64 tapWeights(const std::array<Tap, 8>& taps) {
-  u64 word = 0;
-  for (size_t i = 0; i < 8; ++i) word |= static_cast<u64>(taps[i].weight) << (8 * i);
-  return word;
-}
-
-constexpr int kN = 1, kS = -1, kW = lane_layout::kPitch, kE = -lane_layout::kPitch;
-
-constexpr std::array<Tap, 8> kZeroCodingTaps = {{{kN + kW, 1},
-                                                 {kN + kE, 1},
-                                                 {kS + kW, 1},
-                                                 {kS + kE, 1},
-                                                 {kN, 8},
-                                                 {kS, 8},
-                                                 {kW, 32},
-                                                 {kE, 32}}};
 // The first half is taken from the significant samples, the second from the negative ones.
-constexpr std::array<Tap, 8> kSignTaps = {
+constexpr LaneTaps kSignTaps = {
     {{kW, 1}, {kE, 1}, {kN, 8}, {kS, 8}, {kW, 2}, {kE, 2}, {kN, 16}, {kS, 16}}};
 constexpr __mmask64 kSecondHalves = 0xF0F0F0F0F0F0F0F0;
 constexpr __mmask64 kFirstBytes = 0x0101010101010101;
@@ -112,19 +80,17 @@ struct Constants {
   Words changes = makeChanges();
   Bytes signs = makeSigns();
   LaneWord laneBase = {{0, 8, 16, 24, 32, 40, 48, 56}};  // of a lane's bytes in a vector
-  u64 zeroCodingShifts = tapShifts(kZeroCodingTaps);
-  u64 zeroCodingWeights = tapWeights(kZeroCodingTaps);
-  u64 signShifts = tapShifts(kSignTaps);
-  u64 signWeights = tapWeights(kSignTaps);
+  u64 signShifts = kSignTaps.shifts();
+  u64 signWeights = kSignTaps.weights();
   u64 later = bitAt(kS) | bitAt(kN + kE) | bitAt(kE) | bitAt(kS + kE);
   u64 around = later | bitAt(kN) | bitAt(kN + kW) | bitAt(kW) | bitAt(kS + kW);
   u64 top = u64{1} << 63;
   u64 topColumn = u64{0xF} << 60;
-  u64 samples = lane_layout::kSamples;
-  u64 firstRow = lane_layout::kFirstRow;
-  u64 rowAbove = lane_layout::kRowAbove;
-  u64 rowBelow = lane_layout::kRowBelow;
-  u64 columnBefore = lane_layout::kColumnBefore;
+  u64 samples = kSamples;
+  u64 firstRow = kFirstRow;
+  u64 rowAbove = kRowAbove;
+  u64 rowBelow = kRowBelow;
+  u64 columnBefore = kColumnBefore;
   u64 lowByte = 0xFF;
   u64 mps = 0x80;
   u64 place = 0x7F;
@@ -220,8 +186,11 @@ class Decoder {
         probabilities1_(load(k.probabilities.entry + 32)),
         changes0_(load(k.changes.entry)),
         changes1_(load(k.changes.entry + 32)),
-        zeroTable0_(load(state.zeroCodingTable)),
-        zeroTable1_(load(state.zeroCodingTable + 64)),
+        zeroTable0_(load(kLaneZeroCodingTable.entry)),
+        zeroTable1_(load(kLaneZeroCodingTable.entry + 64)),
+        zeroShifts_(load(&state.zeroCodingShifts)),
+        zeroWeights_(load(&state.zeroCodingWeights)),
+        zeroBase_(load(&state.zeroCodingBase)),
         signTable_(load(k.signs.entry)),
         laneBase_(load(&k.laneBase)) {}
 
@@ -238,9 +207,10 @@ class Decoder {
   // The context of a significance decision, from a word of significant samples that has the sample
   // at bit 63 (T.800 table D.1).
   WBX_INLINE Vector zeroCodingContext(Vector around) const {
-    const Vector taps = _mm512_multishift_epi64_epi8(all(k.zeroCodingShifts), around);
-    const Vector sum = sumOfBytes(_mm512_and_si512(taps, all(k.zeroCodingWeights)));
-    return _mm512_or_si512(_mm512_permutex2var_epi8(zeroTable0_, sum, zeroTable1_), laneBase_);
+    const Vector taps = _mm512_multishift_epi64_epi8(zeroShifts_, around);
+    const Vector sum = sumOfBytes(_mm512_and_si512(taps, zeroWeights_));
+    const Vector entry = _mm512_add_epi64(sum, zeroBase_);
+    return _mm512_or_si512(_mm512_permutex2var_epi8(zeroTable0_, entry, zeroTable1_), laneBase_);
   }
   WBX_INLINE Vector orRunLength(Vector context, Mask run) const {
     return _mm512_mask_or_epi64(context, run, laneBase_, all(k.runLength));
@@ -348,7 +318,8 @@ class Decoder {
   Vector a_, c_, ct_;
   Vector zeroCoding_, runLength_, sign_, refinement_;
   const Vector probabilities0_, probabilities1_, changes0_, changes1_;
-  const Vector zeroTable0_, zeroTable1_, signTable_, laneBase_;
+  const Vector zeroTable0_, zeroTable1_, zeroShifts_, zeroWeights_, zeroBase_;
+  const Vector signTable_, laneBase_;
 };
 
 // The words of one stripe from left to right, with their margins filled in.
@@ -369,12 +340,12 @@ class Window {
   }
 
  private:
-  static constexpr int kWordBits = lane_layout::kColumns * lane_layout::kPitch;
+  static constexpr int kWordBits = kColumns * kPitch;
 
   // A word with the rows above and below it.
   WBX_INLINE Vector withRows(const LaneWord* at) const {
-    const Vector above = _mm512_slli_epi64(load(at - wordPitch_), lane_layout::kRows);
-    const Vector below = _mm512_srli_epi64(load(at + wordPitch_), lane_layout::kRows);
+    const Vector above = _mm512_slli_epi64(load(at - wordPitch_), kRows);
+    const Vector below = _mm512_srli_epi64(load(at + wordPitch_), kRows);
     const Vector word = logic<kA | (kB & kC)>(load(at), above, all(k.rowAbove));
     return logic<kA | (kB & kC)>(word, below, all(k.rowBelow));
   }
@@ -390,8 +361,8 @@ class Window {
 WBX_INLINE Vector neighbours(Vector word) {
   const Vector vertical = _mm512_or_si512(_mm512_slli_epi64(word, 1), _mm512_srli_epi64(word, 1));
   const Vector column = _mm512_or_si512(vertical, word);
-  return logic<kA | kB | kC>(vertical, _mm512_slli_epi64(column, lane_layout::kPitch),
-                             _mm512_srli_epi64(column, lane_layout::kPitch));
+  return logic<kA | kB | kC>(vertical, _mm512_slli_epi64(column, kPitch),
+                             _mm512_srli_epi64(column, kPitch));
 }
 
 template <class Body>
@@ -433,8 +404,8 @@ void significancePass(LaneState& state, u32 lanes) {
           if (hit != 0) {
             // Samples behind this one join the pass; those before it wait for the cleanup pass.
             const Vector later = _mm512_srlv_epi64(all(k.later), zeros);
-            work = _mm512_mask_ternarylogic_epi64(work, hit, later, waiting,
-                                                  (kA | (kB & kC)) & 0xFF);
+            work =
+                _mm512_mask_ternarylogic_epi64(work, hit, later, waiting, (kA | (kB & kC)) & 0xFF);
             waiting = _mm512_mask_andnot_epi64(waiting, hit, later, waiting);
             significant = _mm512_mask_or_epi64(significant, hit, significant, sample);
             const Mask minus = mq.negative(around, _mm512_rolv_epi64(negative, zeros), hit);
@@ -511,9 +482,9 @@ void cleanupPass(LaneState& state, u32 lanes) {
           Vector zeros = _mm512_lzcnt_epi64(work);
           Vector sample = _mm512_srlv_epi64(all(k.top), zeros);
           Vector around = _mm512_rolv_epi64(significant, zeros);
-          const Mask run = _mm512_mask_testn_epi64_mask(
-              _mm512_test_epi64_mask(sample, all(k.firstRow)),
-              _mm512_rolv_epi64(neighboured, zeros), all(k.topColumn));
+          const Mask run =
+              _mm512_mask_testn_epi64_mask(_mm512_test_epi64_mask(sample, all(k.firstRow)),
+                                           _mm512_rolv_epi64(neighboured, zeros), all(k.topColumn));
           const Vector context = mq.orRunLength(mq.zeroCodingContext(around), run);
           const Mask hit = mq.significant(context, active);
           const Mask broken = _kand_mask8(run, hit);
@@ -553,7 +524,7 @@ void cleanupPass(LaneState& state, u32 lanes) {
 void collect(const LaneState& state, i32 lane, const LaneWord* ones, i32 planes, i32 firstPlane,
              u32* quads) {
   const auto samplesOf = [lane](const LaneWord& word) {
-    return static_cast<u32>(_pext_u64(word.lane[lane], lane_layout::kSamples));
+    return static_cast<u32>(_pext_u64(word.lane[lane], kSamples));
   };
   // The highest bit of a word is its first sample.
   const Vector reversed = _mm512_set_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
