@@ -257,8 +257,7 @@ class Decoder {
     return bit;
   }
   WBX_INLINE Mask uniform(Mask active) {
-    const Vector qe = _mm512_maskz_mov_epi64(active, all(k.uniform));
-    const Mask lps = split(qe).lps;
+    const Mask lps = split(_mm512_maskz_mov_epi64(active, all(k.uniform)), active).lps;
     feed();
     return lps;
   }
@@ -278,10 +277,11 @@ class Decoder {
     return _mm512_rolv_epi64(byte, _mm512_slli_epi64(context, 3));
   }
 
-  // The arithmetic of a decision: see MqDecoder. A Qe of 0 leaves a lane as it is.
-  WBX_INLINE Halves split(Vector qe) {
+  // The arithmetic of a decision: see MqDecoder. A lane that is not active has a Qe of 0 and stays
+  // as it is; the mask is for lanes where corrupt data has taken c past a.
+  WBX_INLINE Halves split(Vector qe, Mask active) {
     const Vector lower = _mm512_sub_epi64(a_, qe);
-    const Mask upper = _mm512_cmpge_epu64_mask(c_, lower);
+    const Mask upper = _mm512_mask_cmpge_epu64_mask(active, c_, lower);
     const Mask exchange = _mm512_cmplt_epu64_mask(lower, qe);
     const Mask renormalised = _mm512_testn_epi64_mask(lower, all(k.top));
     const Vector a = _mm512_mask_mov_epi64(lower, upper, qe);
@@ -305,7 +305,7 @@ class Decoder {
   WBX_INLINE Mask decide(Vector byte, Mask active, Vector* change) {
     const Vector probability = _mm512_permutex2var_epi16(probabilities0_, byte, probabilities1_);
     const Vector changes = _mm512_permutex2var_epi16(changes0_, byte, changes1_);
-    const Halves halves = split(_mm512_maskz_slli_epi64(active, probability, 48));
+    const Halves halves = split(_mm512_maskz_slli_epi64(active, probability, 48), active);
     const Mask mps = _mm512_mask_test_epi64_mask(active, byte, all(k.mps));
     const Mask changed = _kor_mask8(halves.lps, halves.renormalised);
     const Vector selected = _mm512_mask_srli_epi64(changes, halves.lps, changes, 8);
