@@ -10,7 +10,7 @@
 #include "support.h"
 #include "support/reference_block_decoder.h"
 #include "tier1/block_decoder.h"
-#include "tier1/lane_decoder.h"
+#include "tier1/group_decoder.h"
 
 namespace wbx::fuzz {
 
@@ -183,14 +183,14 @@ void compare(BlockDecoder& decoder, Case c) {
 }
 
 // All blocks of an input together, as the default kind of blocks of one resolution.
-void compareGroup(BlockDecoder& decoder, LaneDecoder& lanes, std::vector<Case> cases) {
-  if (kernels().lanePasses == nullptr) return;
-  lanes.setPasses(kernels().lanePasses);
+void compareGroup(BlockDecoder& decoder, GroupDecoder& group, std::vector<Case> cases) {
+  if (kernels().groupPasses == nullptr) return;
+  group.setPasses(kernels().groupPasses);
   std::vector<std::unique_ptr<PacketedBlock>> blocks;
   std::vector<bool> taken;
   for (size_t i = 0; i < cases.size(); ++i) {
     Case& c = cases[i];
-    const size_t place = i % LaneDecoder::kMaxBands;
+    const size_t place = i % GroupDecoder::kMaxBands;
     c.block.orientation = cases[place].block.orientation;
     c.block.magnitudeBits = cases[place].block.magnitudeBits;
     c.block.roiShift = 0;
@@ -198,17 +198,17 @@ void compareGroup(BlockDecoder& decoder, LaneDecoder& lanes, std::vector<Case> c
     for (test::ReferenceChunk& chunk : c.block.chunks) chunk.endsSegment = false;
     c.style &= kStylePterm;
     c.home = c.home == Home::kDetached ? Home::kDetached : Home::kInline;  // no stream for each
-    lanes.setBand(static_cast<i32>(place), bandOf(c), static_cast<u8>(c.block.orientation));
+    group.setBand(static_cast<i32>(place), bandOf(c), static_cast<u8>(c.block.orientation));
     blocks.push_back(std::make_unique<PacketedBlock>(c));
     Rect rect;
     rect.x0 = static_cast<u16>(1000 * i);  // tells the sink which one it is
     rect.x1 = static_cast<u16>(rect.x0 + c.block.width);
     rect.y1 = static_cast<u16>(c.block.height);
-    taken.push_back(lanes.take(static_cast<i32>(place), blocks[i]->block(), rect));
+    taken.push_back(group.take(static_cast<i32>(place), blocks[i]->block(), rect));
   }
   MemoryStream nothing;
   const i32 code =
-      lanes.decodeAll(decoder, nothing,
+      group.decodeAll(decoder, nothing,
                       [&](i32, const Rect& rect, const u32* quads, i32 stripePitch, i32 lastPlane) {
                         const size_t i = rect.x0 / 1000;
                         require(taken[i], "a block that was taken");
@@ -228,13 +228,13 @@ extern "C" int LLVMFuzzerTestOneInput(const wbx::u8* data, size_t size) {
   // One decoder for all blocks of an input, as in an image: nothing of a block may survive it.
   Arena arena(46000);
   const auto decoder = std::make_unique<BlockDecoder>(arena);
-  const auto lanes = std::make_unique<LaneDecoder>(arena);
+  const auto group = std::make_unique<GroupDecoder>(arena);
   fuzz::Decisions in(data, size);
   std::vector<fuzz::Case> cases(static_cast<size_t>(1 + in.below(20)));
   for (fuzz::Case& c : cases) {
     c = fuzz::readCase(in);
     fuzz::compare(*decoder, c);
   }
-  fuzz::compareGroup(*decoder, *lanes, std::move(cases));
+  fuzz::compareGroup(*decoder, *group, std::move(cases));
   return 0;
 }

@@ -82,7 +82,7 @@ bool Decoder::isDecodable(i32 index) const {
 
 template <class Engine>
 i32 Decoder::runEngine(Engine& engine, const Tile& tile, i32 x, i32 y) {
-  engine.context = {&blockDecoder, &laneDecoder, &options, image.components, &cancelled};
+  engine.context = {&blockDecoder, &groupDecoder, &options, image.components, &cancelled};
 
   // Strides of a whole number of samples.
   const i32 sampleBytes = image.bytesPerSample;

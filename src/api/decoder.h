@@ -54,7 +54,7 @@ struct Decoder {
   bool chromaSubsampled = false;
   PacketBitReader packetBits;
   BlockDecoder blockDecoder{arena};
-  LaneDecoder laneDecoder{arena};
+  GroupDecoder groupDecoder{arena};
   TileEngine8 engine8;
   TileEngine16 engine16;
   OutputPlan outputPlan;

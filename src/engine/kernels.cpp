@@ -18,7 +18,7 @@ namespace {
 struct Sets {
   const Kernels* entry[4] = {&baseline::kSet, nullptr, nullptr, nullptr};
   const Kernels* best = &baseline::kSet;
-  Kernels withLanes = {};  // the loops of AVX2, and the passes of AVX-512
+  Kernels withGroups = {};  // the loops of AVX2, and the passes of AVX-512
 
   Sets() {
 #ifdef WBX_HAVE_AVX2
@@ -28,14 +28,14 @@ struct Sets {
     }
 #endif
 #ifdef WBX_HAVE_AVX512
-    const bool lanes = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+    const bool group = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
                        __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512cd") &&
                        __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("bmi2");
-    if (lanes && entry[1] != nullptr) {
-      withLanes = *entry[1];
-      withLanes.name = "avx512";
-      withLanes.lanePasses = &avx512::kLanePasses;
-      entry[2] = &withLanes;
+    if (group && entry[1] != nullptr) {
+      withGroups = *entry[1];
+      withGroups.name = "avx512";
+      withGroups.groupPasses = &avx512::kGroupPasses;
+      entry[2] = &withGroups;
       best = entry[2];
     }
 #endif

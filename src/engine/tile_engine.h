@@ -9,7 +9,7 @@
 #include "engine/scanline_writer.h"
 #include "engine/working_plane.h"
 #include "tier1/block_decoder.h"
-#include "tier1/lane_decoder.h"
+#include "tier1/group_decoder.h"
 #include "tier2/tile.h"
 
 namespace wbx {
@@ -17,7 +17,7 @@ namespace wbx {
 // Constant over one decode; set by the decode driver.
 struct EngineContext {
   BlockDecoder* blockDecoder = nullptr;
-  LaneDecoder* laneDecoder = nullptr;
+  GroupDecoder* groupDecoder = nullptr;
   const DecodeOptions* options = nullptr;
   i32 components = 0;  // of the image
   const std::atomic<bool>* cancelFlag = nullptr;

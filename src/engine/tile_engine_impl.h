@@ -147,24 +147,24 @@ template <class Traits>
 template <class K>
 i32 TileEngine<Traits>::decodeResolution(const Tile& tile, i32 component, i32 r) {
   const Resolution& resolution = tile.components[component].resolutions[r];
-  LaneDecoder& lanes = *context.laneDecoder;
-  std::optional<SubbandTarget<K>> targets[LaneDecoder::kMaxBands];
+  GroupDecoder& group = *context.groupDecoder;
+  std::optional<SubbandTarget<K>> targets[GroupDecoder::kMaxBands];
   const auto decodeCollected = [&] {
-    return lanes.decodeAll(
+    return group.decodeAll(
         *context.blockDecoder, *tile.stream,
         [&](i32 place, const Rect& rect, const u32* quads, i32 stripePitch, i32 lastPlane) {
           targets[place]->transfer(rect, quads, stripePitch, lastPlane);
         });
   };
 
-  lanes.clear();
-  lanes.setPasses(kernels().lanePasses);
+  group.clear();
+  group.setPasses(kernels().groupPasses);
   for (i32 place = 0; place < resolution.subbandCount; ++place) {
     const Subband& subband = resolution.subbands[place];
     if (!Resolution::hasPrecincts(subband)) continue;
     const SubbandTarget<K>& target =
         targets[place].emplace(subbandTarget<K>(tile, component, r, place));
-    lanes.setBand(place, target.band, subband.orientation);
+    group.setBand(place, target.band, subband.orientation);
     for (u32 p = 0; p < resolution.precinctCount(); ++p) {
       if (cancelled()) return WBX_OK;
       const BlockGrid grid = subband.precinctGrid(p);
@@ -182,9 +182,9 @@ i32 TileEngine<Traits>::decodeResolution(const Tile& tile, i32 component, i32 r)
           i32 code = WBX_OK;
           if (block == nullptr || block->passCount == 0) {
             target.clear(rect);
-          } else if (!lanes.take(place, *block, rect)) {
+          } else if (!group.take(place, *block, rect)) {
             code = decodeBlock(*block, rect, *tile.stream, target);
-          } else if (lanes.isFull()) {
+          } else if (group.isFull()) {
             code = decodeCollected();
           }
           if (code != WBX_OK) return code;

@@ -1,11 +1,12 @@
-// The passes for processors with AVX-512 VBMI. One decision of eight blocks is one walk through
-// the registers, with no branch on an outcome; what waits for one block's decision is filled with
-// the seven others.
+// The passes for processors with AVX-512 VBMI: an MQ decision in each of eight blocks with one walk
+// through the registers, and no branch on an outcome. A block by itself cannot do that: its next
+// context waits for the last decision, and a guess at it is wrong too often. All tables are small
+// enough to stay in registers.
 #include <bit>
 #include <immintrin.h>
 
 #include "tier1/context_tables.h"
-#include "tier1/lane_passes.h"
+#include "tier1/group_passes.h"
 #include "tier1/mq_table.h"
 
 namespace wbx::avx512 {
@@ -16,10 +17,10 @@ using Mask = __mmask8;
 
 #define WBX_INLINE [[gnu::always_inline]] inline
 
-using namespace lane_layout;
+using namespace group_layout;
 
 // The first half is taken from the significant samples, the second from the negative ones.
-constexpr LaneTaps kSignTaps = {
+constexpr ContextTaps kSignTaps = {
     {{kW, 1}, {kE, 1}, {kN, 8}, {kS, 8}, {kW, 2}, {kE, 2}, {kN, 16}, {kS, 16}}};
 constexpr __mmask64 kSecondHalves = 0xF0F0F0F0F0F0F0F0;
 constexpr __mmask64 kFirstBytes = 0x0101010101010101;
@@ -72,14 +73,14 @@ constexpr Bytes makeSigns() {
   return table;
 }
 
-// Operands that stand in memory, where an instruction reads and spreads them at no cost. The
-// passes get them by a reference of whose contents the compiler knows nothing: it would build each
-// anew in a general register.
+// Operands that stand in memory, where an instruction reads and spreads them at no cost. The passes
+// get them by a reference of whose contents the compiler knows nothing: otherwise it builds each of
+// them anew in a general register.
 struct Constants {
   Words probabilities = makeProbabilities();
   Words changes = makeChanges();
   Bytes signs = makeSigns();
-  LaneWord laneBase = {{0, 8, 16, 24, 32, 40, 48, 56}};  // of a lane's bytes in a vector
+  GroupWord memberBase = {{0, 8, 16, 24, 32, 40, 48, 56}};  // of a member's bytes in a vector
   u64 signShifts = kSignTaps.shifts();
   u64 signWeights = kSignTaps.weights();
   u64 later = bitAt(kS) | bitAt(kN + kE) | bitAt(kE) | bitAt(kS + kE);
@@ -95,7 +96,7 @@ struct Constants {
   u64 mps = 0x80;
   u64 place = 0x7F;
   u64 secondWord = 0x40;
-  u64 runLength = kLaneRunLength;
+  u64 runLength = kGroupRunLength;
   u64 uniform = u64{0x5601} << 48;  // Qe of the uniform context, which never changes
   u64 minusOne = ~u64{0};
   u64 one = 1, two = 2;
@@ -117,7 +118,7 @@ WBX_INLINE Vector load(const void* from) {
   return _mm512_loadu_si512(from);
 }
 
-WBX_INLINE void store(LaneWord* to, Vector value) {
+WBX_INLINE void store(GroupWord* to, Vector value) {
   _mm512_storeu_si512(to, value);
 }
 
@@ -138,7 +139,7 @@ struct Registers {
 };
 
 // Feeds the decoders whose ct is negative, and fills up the others.
-[[gnu::noinline]] Registers refill(LaneState& state, Vector c, Vector ct) {
+[[gnu::noinline]] Registers refill(GroupState& state, Vector c, Vector ct) {
   const Vector bits = load(&state.bits), length = load(&state.length);
   Vector fed = load(&state.fed), borrowAt = load(&state.borrowAt);
   const Vector bytesOfWord =
@@ -173,7 +174,7 @@ struct Registers {
 // The registers of the decoders for the length of a pass.
 class Decoder {
  public:
-  WBX_INLINE explicit Decoder(LaneState& state)
+  WBX_INLINE explicit Decoder(GroupState& state)
       : state_(state),
         a_(load(&state.a)),
         c_(load(&state.c)),
@@ -186,13 +187,13 @@ class Decoder {
         probabilities1_(load(k.probabilities.entry + 32)),
         changes0_(load(k.changes.entry)),
         changes1_(load(k.changes.entry + 32)),
-        zeroTable0_(load(kLaneZeroCodingTable.entry)),
-        zeroTable1_(load(kLaneZeroCodingTable.entry + 64)),
+        zeroTable0_(load(kGroupZeroCodingTable.entry)),
+        zeroTable1_(load(kGroupZeroCodingTable.entry + 64)),
         zeroShifts_(load(&state.zeroCodingShifts)),
         zeroWeights_(load(&state.zeroCodingWeights)),
         zeroBase_(load(&state.zeroCodingBase)),
         signTable_(load(k.signs.entry)),
-        laneBase_(load(&k.laneBase)) {}
+        memberBase_(load(&k.memberBase)) {}
 
   WBX_INLINE void finish() {
     store(&state_.a, a_);
@@ -210,19 +211,19 @@ class Decoder {
     const Vector taps = _mm512_multishift_epi64_epi8(zeroShifts_, around);
     const Vector sum = sumOfBytes(_mm512_and_si512(taps, zeroWeights_));
     const Vector entry = _mm512_add_epi64(sum, zeroBase_);
-    return _mm512_or_si512(_mm512_permutex2var_epi8(zeroTable0_, entry, zeroTable1_), laneBase_);
+    return _mm512_or_si512(_mm512_permutex2var_epi8(zeroTable0_, entry, zeroTable1_), memberBase_);
   }
   WBX_INLINE Vector orRunLength(Vector context, Mask run) const {
-    return _mm512_mask_or_epi64(context, run, laneBase_, all(k.runLength));
+    return _mm512_mask_or_epi64(context, run, memberBase_, all(k.runLength));
   }
   // T.800 table D.4.
   WBX_INLINE Vector refinementContext(Mask firstWithNeighbour, Mask refined) const {
     const Vector context =
-        _mm512_mask_or_epi64(laneBase_, firstWithNeighbour, laneBase_, all(k.one));
-    return _mm512_mask_or_epi64(context, refined, laneBase_, all(k.two));
+        _mm512_mask_or_epi64(memberBase_, firstWithNeighbour, memberBase_, all(k.one));
+    return _mm512_mask_or_epi64(context, refined, memberBase_, all(k.two));
   }
 
-  // Each decides one bit in the lanes of `active`; the others stay as they are and give 0.
+  // Each decides one bit in the members of `active`; the others stay as they are and give 0.
   WBX_INLINE Mask significant(Vector context, Mask active) {
     const Vector byte =
         _mm512_maskz_permutex2var_epi8(kFirstBytes, zeroCoding_, context, runLength_);
@@ -242,7 +243,7 @@ class Decoder {
     const Vector sum = sumOfBytes(_mm512_and_si512(taps, all(k.signWeights)));
     const Vector entry = _mm512_permutexvar_epi8(sum, signTable_);
     const Mask flip = _mm512_mask_test_epi64_mask(active, entry, all(k.mps));
-    const Vector context = logic<(kA & kB) | kC>(entry, all(k.place), laneBase_);
+    const Vector context = logic<(kA & kB) | kC>(entry, all(k.place), memberBase_);
     const Vector byte = _mm512_maskz_permutexvar_epi8(kFirstBytes, context, sign_);
     Vector change;
     const Mask bit = decide(byte, active, &change);
@@ -277,8 +278,8 @@ class Decoder {
     return _mm512_rolv_epi64(byte, _mm512_slli_epi64(context, 3));
   }
 
-  // The arithmetic of a decision: see MqDecoder. A lane that is not active has a Qe of 0 and stays
-  // as it is; the mask is for lanes where corrupt data has taken c past a.
+  // The arithmetic of a decision: see MqDecoder. A member that is not active has a Qe of 0 and
+  // stays as it is; the mask is for members where corrupt data has taken c past a.
   WBX_INLINE Halves split(Vector qe, Mask active) {
     const Vector lower = _mm512_sub_epi64(a_, qe);
     const Mask upper = _mm512_mask_cmpge_epu64_mask(active, c_, lower);
@@ -314,18 +315,18 @@ class Decoder {
     return _kxor_mask8(halves.lps, mps);
   }
 
-  LaneState& state_;
+  GroupState& state_;
   Vector a_, c_, ct_;
   Vector zeroCoding_, runLength_, sign_, refinement_;
   const Vector probabilities0_, probabilities1_, changes0_, changes1_;
   const Vector zeroTable0_, zeroTable1_, zeroShifts_, zeroWeights_, zeroBase_;
-  const Vector signTable_, laneBase_;
+  const Vector signTable_, memberBase_;
 };
 
 // The words of one stripe from left to right, with their margins filled in.
 class Window {
  public:
-  WBX_INLINE Window(const Constants& constants, const LaneWord* first, i32 wordPitch)
+  WBX_INLINE Window(const Constants& constants, const GroupWord* first, i32 wordPitch)
       : k(constants), at_(first), wordPitch_(wordPitch), own_(withRows(first)) {}
 
   WBX_INLINE Vector get() {
@@ -343,7 +344,7 @@ class Window {
   static constexpr int kWordBits = kColumns * kPitch;
 
   // A word with the rows above and below it.
-  WBX_INLINE Vector withRows(const LaneWord* at) const {
+  WBX_INLINE Vector withRows(const GroupWord* at) const {
     const Vector above = _mm512_slli_epi64(load(at - wordPitch_), kRows);
     const Vector below = _mm512_srli_epi64(load(at + wordPitch_), kRows);
     const Vector word = logic<kA | (kB & kC)>(load(at), above, all(k.rowAbove));
@@ -351,7 +352,7 @@ class Window {
   }
 
   const Constants& k;
-  const LaneWord* at_;
+  const GroupWord* at_;
   i32 wordPitch_;
   Vector before_ = _mm512_setzero_si512();
   Vector own_, next_;
@@ -366,11 +367,11 @@ WBX_INLINE Vector neighbours(Vector word) {
 }
 
 template <class Body>
-WBX_INLINE void forEachStripe(const LaneState& state, Body body) {
+WBX_INLINE void forEachStripe(const GroupState& state, Body body) {
   for (i32 stripe = 1; stripe <= state.stripes; ++stripe) body(stripe * state.wordPitch + 1);
 }
 
-void start(LaneState& state) {
+void start(GroupState& state) {
   // One bit, 0, stands above the first: T.800 C.3.5.
   const Registers r = refill(state, _mm512_setzero_si512(), all(static_cast<u64>(i64{1} - 16)));
   store(&state.a, all(u64{1} << 63));
@@ -379,10 +380,10 @@ void start(LaneState& state) {
 }
 
 // T.800 D.3.1.
-void significancePass(LaneState& state, u32 lanes) {
+void significancePass(GroupState& state, u32 members) {
   Decoder mq(state);
   const Constants& k = mq.k;
-  const Mask taking = static_cast<Mask>(lanes);
+  const Mask taking = static_cast<Mask>(members);
   forEachStripe(state, [&](i32 first) {
     Window significantWindow(k, state.significant + first, state.wordPitch);
     Window negativeWindow(k, state.negative + first, state.wordPitch);
@@ -426,10 +427,10 @@ void significancePass(LaneState& state, u32 lanes) {
 }
 
 // T.800 D.3.3.
-void refinementPass(LaneState& state, u32 lanes) {
+void refinementPass(GroupState& state, u32 members) {
   Decoder mq(state);
   const Constants& k = mq.k;
-  const Mask taking = static_cast<Mask>(lanes);
+  const Mask taking = static_cast<Mask>(members);
   forEachStripe(state, [&](i32 first) {
     Window window(k, state.significant + first, state.wordPitch);
     for (i32 i = first; i < first + state.wordsAcross; ++i) {
@@ -461,10 +462,10 @@ void refinementPass(LaneState& state, u32 lanes) {
 }
 
 // T.800 D.3.4.
-void cleanupPass(LaneState& state, u32 lanes) {
+void cleanupPass(GroupState& state, u32 members) {
   Decoder mq(state);
   const Constants& k = mq.k;
-  const Mask taking = static_cast<Mask>(lanes);
+  const Mask taking = static_cast<Mask>(members);
   forEachStripe(state, [&](i32 first) {
     Window significantWindow(k, state.significant + first, state.wordPitch);
     Window negativeWindow(k, state.negative + first, state.wordPitch);
@@ -521,10 +522,10 @@ void cleanupPass(LaneState& state, u32 lanes) {
   mq.finish();
 }
 
-void collect(const LaneState& state, i32 lane, const LaneWord* ones, i32 planes, i32 firstPlane,
+void collect(const GroupState& state, i32 member, const GroupWord* ones, i32 planes, i32 firstPlane,
              u32* quads) {
-  const auto samplesOf = [lane](const LaneWord& word) {
-    return static_cast<u32>(_pext_u64(word.lane[lane], kSamples));
+  const auto samplesOf = [member](const GroupWord& word) {
+    return static_cast<u32>(_pext_u64(word.member[member], kSamples));
   };
   // The highest bit of a word is its first sample.
   const Vector reversed = _mm512_set_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
@@ -551,6 +552,6 @@ void collect(const LaneState& state, i32 lane, const LaneWord* ones, i32 planes,
 
 }  // namespace
 
-const LanePasses kLanePasses = {start, cleanupPass, significancePass, refinementPass, collect};
+const GroupPasses kGroupPasses = {start, cleanupPass, significancePass, refinementPass, collect};
 
 }  // namespace wbx::avx512

@@ -1,35 +1,35 @@
-// LaneDecoder: decodes code blocks by eights.
+// GroupDecoder: decodes code blocks eight at a time.
 #pragma once
 
 #include "api/types.h"
 #include "stream/stream.h"
 #include "tier1/block_decoder.h"
-#include "tier1/lane_passes.h"
+#include "tier1/group_passes.h"
 #include "tier1/segment_reader.h"
 #include "tier2/tile.h"
 
 namespace wbx {
 
-// Collects code blocks of the subbands of one resolution, and decodes them in groups of one block a
-// lane. The blocks of a group run through their passes in step, so a group is put together from
-// blocks of about the same number of passes and bytes. It takes blocks with the default style and
-// without a region of interest, which is nearly every block there is; BlockDecoder takes all
-// others.
-class LaneDecoder {
+// Collects code blocks of the subbands of one resolution, and decodes them in groups. The blocks of
+// a group, its members, run through their passes in step, each in its element of the vector
+// registers, so a group is put together from blocks of about the same number of passes and bytes.
+// It takes blocks with the default style and without a region of interest, which is nearly every
+// block there is; BlockDecoder takes all others.
+class GroupDecoder {
  public:
   static constexpr i32 kMaxBands = 3;
   static constexpr i32 kCapacity = 32;
-  static constexpr i32 kLanes = LaneWord::kLanes;
+  static constexpr i32 kMembers = GroupWord::kMembers;
   // Fewer blocks than this are done sooner one by one.
   static constexpr i32 kWorthwhile = 3;
 
-  explicit LaneDecoder(Arena& arena) : segment_(arena) {}
-  ~LaneDecoder();
-  LaneDecoder(const LaneDecoder&) = delete;
-  LaneDecoder& operator=(const LaneDecoder&) = delete;
+  explicit GroupDecoder(Arena& arena) : segment_(arena) {}
+  ~GroupDecoder();
+  GroupDecoder(const GroupDecoder&) = delete;
+  GroupDecoder& operator=(const GroupDecoder&) = delete;
 
   // The passes to use; null when the processor has none.
-  void setPasses(const LanePasses* passes) { passes_ = passes; }
+  void setPasses(const GroupPasses* passes) { passes_ = passes; }
   // Describes one of the subbands, by its place in its resolution.
   void setBand(i32 place, const BlockDecoder::Band& band, u8 orientation);
 
@@ -60,42 +60,42 @@ class LaneDecoder {
   void sort();
   [[nodiscard]] i32 decodeGroup(const Block* blocks, i32 count, Stream& stream);
   // The quads of one block of the last group.
-  [[nodiscard]] const u32* collect(const Block& block, i32 lane);
+  [[nodiscard]] const u32* collect(const Block& block, i32 member);
   [[nodiscard]] i32 stripePitch() const;
   [[nodiscard]] bool layOut(const Block* blocks, i32 count);
   [[nodiscard]] bool ensure(i64 bytes);
   void markRealSamples(const Block* blocks, i32 count);
-  [[nodiscard]] bool unstuff(const Block& block, i32 lane, Stream& stream);
-  [[nodiscard]] LaneWord* words(i32 array) const { return memory_ + array * arrayWords_; }
+  [[nodiscard]] bool unstuff(const Block& block, i32 member, Stream& stream);
+  [[nodiscard]] GroupWord* words(i32 array) const { return memory_ + array * arrayWords_; }
 
-  const LanePasses* passes_ = nullptr;
+  const GroupPasses* passes_ = nullptr;
   struct Band {
     BlockDecoder::Band band;
-    const LaneZeroCoding* zeroCoding = nullptr;
+    const GroupZeroCoding* zeroCoding = nullptr;
   };
   Band bands_[kMaxBands];
   SegmentReader segment_;
-  LaneState state_;
+  GroupState state_;
   Block blocks_[kCapacity];
   i32 count_ = 0;
   void* allocation_ = nullptr;
-  LaneWord* memory_ = nullptr;  // its aligned part, for all of the following
+  GroupWord* memory_ = nullptr;  // its aligned part, for all of the following
   i64 size_ = 0;
   i64 arrayWords_ = 0;
-  LaneWord* ones_ = nullptr;  // an array for each plane
+  GroupWord* ones_ = nullptr;  // an array for each plane
   u8* bits_ = nullptr;
   u64* borrows_ = nullptr;
   u32* quads_ = nullptr;
 };
 
 template <class Sink>
-i32 LaneDecoder::decodeAll(BlockDecoder& single, Stream& stream, Sink sink) {
+i32 GroupDecoder::decodeAll(BlockDecoder& single, Stream& stream, Sink sink) {
   sort();
   const i32 count = count_;
   count_ = 0;
   // What is left over from full groups are the smallest ones.
-  i32 size = count % kLanes;
-  for (i32 first = 0; first < count; first += size, size = kLanes) {
+  i32 size = count % kMembers;
+  for (i32 first = 0; first < count; first += size, size = kMembers) {
     if (size == 0) continue;
     const Block* blocks = blocks_ + first;
     const bool together = size >= kWorthwhile;

@@ -1,15 +1,15 @@
-#include "tier1/lane_passes.h"
+#include "tier1/group_passes.h"
 
 #include "tier1/context_tables.h"
 
 namespace wbx {
 namespace {
 
-using namespace lane_layout;
+using namespace group_layout;
 
 // The numbers of neighbours in one sum: diagonal ones count 1, vertical ones 8 and horizontal ones
 // 32. HL has vertical and horizontal exchanged; HH does not tell them apart (T.800 table D.1).
-constexpr LaneZeroCoding makeCoding(int vertical, int horizontal, u8 base) {
+constexpr GroupZeroCoding makeCoding(int vertical, int horizontal, u8 base) {
   return {{{{kN + kW, 1},
             {kN + kE, 1},
             {kS + kW, 1},
@@ -23,16 +23,16 @@ constexpr LaneZeroCoding makeCoding(int vertical, int horizontal, u8 base) {
 
 constexpr u8 kBaseHH = 88;  // behind the largest sum of the others, 4 + 2 * 8 + 2 * 32
 
-constexpr LaneZeroCoding kCodingLL = makeCoding(8, 32, 0);
-constexpr LaneZeroCoding kCodingHL = makeCoding(32, 8, 0);
-constexpr LaneZeroCoding kCodingHH = makeCoding(8, 8, kBaseHH);
+constexpr GroupZeroCoding kCodingLL = makeCoding(8, 32, 0);
+constexpr GroupZeroCoding kCodingHL = makeCoding(32, 8, 0);
+constexpr GroupZeroCoding kCodingHH = makeCoding(8, 8, kBaseHH);
 
 constexpr u8 placeOf(int label) {
   return static_cast<u8>(label < 8 ? label : 64);
 }
 
-constexpr LaneTable makeTable() {
-  LaneTable table;
+constexpr GroupTable makeTable() {
+  GroupTable table;
   for (int d = 0; d <= 4; ++d) {
     for (int v = 0; v <= 2; ++v) {
       for (int h = 0; h <= 2; ++h) {
@@ -46,9 +46,9 @@ constexpr LaneTable makeTable() {
 
 }  // namespace
 
-constinit const LaneTable kLaneZeroCodingTable = makeTable();
+constinit const GroupTable kGroupZeroCodingTable = makeTable();
 
-const LaneZeroCoding& laneZeroCoding(u8 orientation) {
+const GroupZeroCoding& groupZeroCoding(u8 orientation) {
   return orientation == 1 ? kCodingHL : orientation == 3 ? kCodingHH : kCodingLL;
 }
 

@@ -1,4 +1,4 @@
-// The coding passes over eight code blocks at once, each in one lane of the vector registers.
+// The coding passes over a group of eight code blocks at once.
 #pragma once
 
 #include <bit>
@@ -7,17 +7,18 @@
 
 namespace wbx {
 
-// One 64-bit value for each lane. Arrays of them begin on a cache line.
-struct LaneWord {
-  static constexpr i32 kLanes = 8;
-  u64 lane[kLanes] = {};
+// One 64-bit value for each member of a group, in the order of the elements of a vector register.
+// Arrays of them begin on a cache line.
+struct GroupWord {
+  static constexpr i32 kMembers = 8;
+  u64 member[kMembers] = {};
 };
 
-// How a word of a lane holds a fact about 32 samples, 8 columns of one stripe: with a margin of one
+// How a member's word holds a fact about 32 samples, 8 columns of one stripe: with a margin of one
 // sample on all sides, 10 columns of 6 rows in scan order from bit 63 down. So all 8 neighbours of
 // a sample stand in its own word, at fixed distances, and the first sample that is left to do is
 // the highest bit. In memory the margins are clear; a pass fills them in from the words around.
-namespace lane_layout {
+namespace group_layout {
 
 inline constexpr i32 kColumns = 8;
 inline constexpr i32 kRows = 4;
@@ -44,62 +45,62 @@ inline constexpr u64 kRowAbove = inAllColumns(0x10);
 inline constexpr u64 kRowBelow = inAllColumns(0x1) >> 1;
 inline constexpr u64 kColumnBefore = firstColumns(0);
 
-}  // namespace lane_layout
+}  // namespace group_layout
 
 // Eight MQ decoders, and the blocks that they decode.
-struct LaneState {
+struct GroupState {
   // The registers of MqDecoder.
-  LaneWord a, c, ct;
+  GroupWord a, c, ct;
   // Contexts, a byte each: bits 0 to 5 the state of T.800 table C.2, bit 7 the MPS. Zero coding
   // has nine; the ninth shares a word with the run length.
-  LaneWord zeroCoding, runLength, sign, refinement;
+  GroupWord zeroCoding, runLength, sign, refinement;
 
   // The complemented bits of each codeword segment, stuffing taken out, zeros behind.
-  LaneWord bits;    // address of the first byte
-  LaneWord length;  // in bytes; at least eight zeros follow
-  LaneWord fed;     // bits that went into c
+  GroupWord bits;    // address of the first byte
+  GroupWord length;  // in bytes; at least eight zeros follow
+  GroupWord fed;     // bits that went into c
   // Where a stuffed byte above 0x7F stands, which borrows from the bits above it: it waits until
   // its bits are due. The next such place, and the address of its entry in an ascending list.
-  LaneWord borrowAt, borrowList;
+  GroupWord borrowAt, borrowList;
 
   // Facts about the samples, stripe by stripe, with one margin word in front of each stripe and a
   // margin stripe before the first and behind the last.
-  LaneWord* real = nullptr;  // samples inside the block
-  LaneWord* significant = nullptr;
-  LaneWord* negative = nullptr;
-  LaneWord* visited = nullptr;  // by the significance pass of the current plane
-  LaneWord* refined = nullptr;  // at least once
-  LaneWord* ones = nullptr;     // magnitude bits of the current plane
+  GroupWord* real = nullptr;  // samples inside the block
+  GroupWord* significant = nullptr;
+  GroupWord* negative = nullptr;
+  GroupWord* visited = nullptr;  // by the significance pass of the current plane
+  GroupWord* refined = nullptr;  // at least once
+  GroupWord* ones = nullptr;     // magnitude bits of the current plane
   i32 wordsAcross = 0;
   i32 wordPitch = 0;
   i32 stripes = 0;
 
-  // How the passes form zero-coding contexts in each lane: see laneZeroCoding.
-  LaneWord zeroCodingShifts, zeroCodingWeights, zeroCodingBase;
+  // How the passes form zero-coding contexts in each member: see groupZeroCoding.
+  GroupWord zeroCodingShifts, zeroCodingWeights, zeroCodingBase;
 };
 
-// One implementation of the passes. `lanes` has a bit for each lane that takes part. The first
+// One implementation of the passes. `members` has a bit for each member that takes part. The first
 // pass of a plane writes all of `ones`.
-struct LanePasses {
-  void (*start)(LaneState& state);  // begins the codeword segments
-  void (*cleanup)(LaneState& state, u32 lanes);
-  void (*significance)(LaneState& state, u32 lanes);
-  void (*refinement)(LaneState& state, u32 lanes);
-  // Takes one lane's coefficients out of its words, in the quads of BlockDecoder with no margin:
+struct GroupPasses {
+  void (*start)(GroupState& state);  // begins the codeword segments
+  void (*cleanup)(GroupState& state, u32 members);
+  void (*significance)(GroupState& state, u32 members);
+  void (*refinement)(GroupState& state, u32 members);
+  // Takes one member's coefficients out of its words, in the quads of BlockDecoder with no margin:
   // `planes` arrays of `ones`, the first for the bit plane `firstPlane`.
-  void (*collect)(const LaneState& state, i32 lane, const LaneWord* ones, i32 planes,
+  void (*collect)(const GroupState& state, i32 member, const GroupWord* ones, i32 planes,
                   i32 firstPlane, u32* quads);
 };
 
 // Neighbours of a sample, each with a weight, a power of 2, and the sum over the significant ones.
 // To form it, a vector instruction brings a piece of a word with the sample at bit 63 into each of
 // eight bytes, so that the neighbour stands at the bit of its weight.
-struct LaneTap {
+struct ContextTap {
   int distance, weight;
 };
 
-struct LaneTaps {
-  LaneTap tap[8];
+struct ContextTaps {
+  ContextTap tap[8];
 
   [[nodiscard]] constexpr u64 shifts() const {
     u64 word = 0;
@@ -116,25 +117,25 @@ struct LaneTaps {
   }
 };
 
-// From the sum of a subband's taps and its base, an entry of kLaneZeroCodingTable.
-struct LaneZeroCoding {
-  LaneTaps taps;
+// From the sum of a subband's taps and its base, an entry of kGroupZeroCodingTable.
+struct GroupZeroCoding {
+  ContextTaps taps;
   u8 base;
 };
 
-[[nodiscard]] const LaneZeroCoding& laneZeroCoding(u8 orientation);
+[[nodiscard]] const GroupZeroCoding& groupZeroCoding(u8 orientation);
 
 // The places of zero-coding contexts, with 64 added in the word of the run length.
-struct alignas(64) LaneTable {
+struct alignas(64) GroupTable {
   u8 entry[128] = {};
 };
-extern const LaneTable kLaneZeroCodingTable;
+extern const GroupTable kGroupZeroCodingTable;
 
-inline constexpr u8 kLaneRunLength = 64 + 1;  // the place of its context
+inline constexpr u8 kGroupRunLength = 64 + 1;  // the place of its context
 
 #ifdef WBX_HAVE_AVX512
 namespace avx512 {
-extern const LanePasses kLanePasses;
+extern const GroupPasses kGroupPasses;
 }
 #endif
 

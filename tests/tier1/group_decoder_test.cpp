@@ -1,4 +1,4 @@
-#include "tier1/lane_decoder.h"
+#include "tier1/group_decoder.h"
 
 #include <gtest/gtest.h>
 #include <memory>
@@ -16,30 +16,30 @@ using test::CaseMaker;
 using test::PacketedBlock;
 using test::ReferenceBlockDecoder;
 
-class LaneDecoderTest : public ::testing::Test {
+class GroupDecoderTest : public ::testing::Test {
  protected:
   struct Band {
     i32 orientation, magnitudeBits;
   };
 
   void SetUp() override {
-    if (kernels().lanePasses == nullptr) GTEST_SKIP() << "the processor has no lanes";
-    lanes_->setPasses(kernels().lanePasses);
+    if (kernels().groupPasses == nullptr) GTEST_SKIP() << "the processor has no members";
+    group_->setPasses(kernels().groupPasses);
   }
 
   void setBands(CaseMaker& maker) {
-    for (i32 place = 0; place < LaneDecoder::kMaxBands; ++place) {
+    for (i32 place = 0; place < GroupDecoder::kMaxBands; ++place) {
       bands_[place] = {maker.below(4), 1 + maker.below(31)};
       BlockDecoder::Band band;
       band.zeroCodingTable = bands_[place].orientation == 1   ? &kZeroCodingHL
                              : bands_[place].orientation == 3 ? &kZeroCodingHH
                                                               : &kZeroCodingLL;
       band.magnitudeBits = bands_[place].magnitudeBits;
-      lanes_->setBand(place, band, static_cast<u8>(bands_[place].orientation));
+      group_->setBand(place, band, static_cast<u8>(bands_[place].orientation));
     }
   }
 
-  // A case of the kind that fits a lane.
+  // A case of the kind that fits a member.
   BlockCase makeCase(CaseMaker& maker, i32 place, i32 width, i32 height) {
     BlockCase c = maker.make(width, height, bands_[place].magnitudeBits);
     c.block.orientation = bands_[place].orientation;
@@ -53,7 +53,7 @@ class LaneDecoderTest : public ::testing::Test {
     rect.x1 = static_cast<u16>(rect.x0 + c.block.width);
     rect.y1 = static_cast<u16>(rect.y0 + c.block.height);
     cases_.push_back({c, place, std::make_unique<PacketedBlock>(c)});
-    const bool taken = lanes_->take(place, cases_.back().packeted->block(), rect);
+    const bool taken = group_->take(place, cases_.back().packeted->block(), rect);
     if (!taken) cases_.pop_back();
   }
 
@@ -63,7 +63,7 @@ class LaneDecoderTest : public ::testing::Test {
     MemoryStream stream;
     const u8 nothing = 0;
     stream.open(&nothing, 1);
-    const i32 code = lanes_->decodeAll(
+    const i32 code = group_->decodeAll(
         *single_, stream,
         [&](i32 place, const Rect& rect, const u32* quads, i32 stripePitch, i32 lastPlane) {
           const Added& added = cases_[rect.x0 / 1000];
@@ -76,7 +76,7 @@ class LaneDecoderTest : public ::testing::Test {
     cases_.clear();
   }
 
-  Band bands_[LaneDecoder::kMaxBands] = {};
+  Band bands_[GroupDecoder::kMaxBands] = {};
 
  private:
   struct Added {
@@ -99,18 +99,18 @@ class LaneDecoderTest : public ::testing::Test {
   }
 
   Arena arena_{46000};
-  std::unique_ptr<LaneDecoder> lanes_ = std::make_unique<LaneDecoder>(arena_);
+  std::unique_ptr<GroupDecoder> group_ = std::make_unique<GroupDecoder>(arena_);
   std::unique_ptr<BlockDecoder> single_ = std::make_unique<BlockDecoder>(arena_);
   std::vector<Added> cases_;
 };
 
-TEST_F(LaneDecoderTest, GroupsOfAllSizesMatchTheReference) {
+TEST_F(GroupDecoderTest, GroupsOfAllSizesMatchTheReference) {
   for (u32 seed = 0; seed < 120 && !HasFailure(); ++seed) {
     CaseMaker maker(seed);
     setBands(maker);
-    const i32 blocks = 1 + maker.below(LaneDecoder::kCapacity);
+    const i32 blocks = 1 + maker.below(GroupDecoder::kCapacity);
     for (i32 i = 0; i < blocks; ++i) {
-      const i32 place = maker.below(LaneDecoder::kMaxBands);
+      const i32 place = maker.below(GroupDecoder::kMaxBands);
       add(place, makeCase(maker, place, 1 + maker.below(40), 1 + maker.below(40)));
     }
     expectSame();
@@ -118,19 +118,19 @@ TEST_F(LaneDecoderTest, GroupsOfAllSizesMatchTheReference) {
 }
 
 // Every shape of a last word and a last stripe, and neighbours of other shapes.
-TEST_F(LaneDecoderTest, EveryWidthAndHeightMatches) {
+TEST_F(GroupDecoderTest, EveryWidthAndHeightMatches) {
   CaseMaker maker(7);
   for (i32 size = 1; size <= 33 && !HasFailure(); ++size) {
     setBands(maker);
-    for (i32 i = 0; i < LaneDecoder::kLanes; ++i)
+    for (i32 i = 0; i < GroupDecoder::kMembers; ++i)
       add(0, makeCase(maker, 0, i % 2 == 0 ? size : 34 - size, 1 + maker.below(9)));
-    for (i32 i = 0; i < LaneDecoder::kLanes; ++i)
+    for (i32 i = 0; i < GroupDecoder::kMembers; ++i)
       add(1, makeCase(maker, 1, 1 + maker.below(9), i % 2 == 0 ? size : 34 - size));
     expectSame();
   }
 }
 
-TEST_F(LaneDecoderTest, LargestBlocksMatchTheReference) {
+TEST_F(GroupDecoderTest, LargestBlocksMatchTheReference) {
   CaseMaker maker(11);
   setBands(maker);
   for (const auto& [width, height] : {std::pair{128, 64}, {64, 64}, {128, 32}, {4, 64}, {128, 1}})
@@ -139,7 +139,7 @@ TEST_F(LaneDecoderTest, LargestBlocksMatchTheReference) {
 }
 
 // What would need another segment, other contexts or another plane is left to the other decoder.
-TEST_F(LaneDecoderTest, TakesOnlyBlocksOfTheDefaultKind) {
+TEST_F(GroupDecoderTest, TakesOnlyBlocksOfTheDefaultKind) {
   CaseMaker maker(5);
   bands_[0] = {0, 8};
   const BlockCase usual = [&] {
@@ -155,11 +155,11 @@ TEST_F(LaneDecoderTest, TakesOnlyBlocksOfTheDefaultKind) {
     band.roiShift = roiShift;
     band.style = style;
     Arena arena(46000);
-    LaneDecoder lanes(arena);
-    lanes.setPasses(kernels().lanePasses);
-    lanes.setBand(0, band, 0);
+    GroupDecoder members(arena);
+    members.setPasses(kernels().groupPasses);
+    members.setBand(0, band, 0);
     const PacketedBlock packeted(c);
-    return lanes.take(0, packeted.block(), Rect{0, 0, 8, 8});
+    return members.take(0, packeted.block(), Rect{0, 0, 8, 8});
   };
   EXPECT_TRUE(takes(0, 0, usual));
   EXPECT_TRUE(takes(0, kStylePterm, usual));

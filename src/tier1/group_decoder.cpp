@@ -1,4 +1,4 @@
-#include "tier1/lane_decoder.h"
+#include "tier1/group_decoder.h"
 
 #include <algorithm>
 #include <bit>
@@ -14,8 +14,8 @@ namespace {
 constexpr u32 kMaxBytes = 1u << 16;  // of one block; a natural block of 4096 samples has a tenth
 constexpr u32 kPadding = 16;         // zeros behind the bits, and the rest of a last byte
 
-constexpr i32 kColumns = lane_layout::kColumns;
-constexpr i32 kRows = lane_layout::kRows;
+constexpr i32 kColumns = group_layout::kColumns;
+constexpr i32 kRows = group_layout::kRows;
 
 // The arrays of facts in front of `ones`.
 enum FactArray { kReal, kSignificant, kNegative, kVisited, kRefined, kFactArrays };
@@ -63,15 +63,15 @@ class BitSink {
 
 }  // namespace
 
-LaneDecoder::~LaneDecoder() {
+GroupDecoder::~GroupDecoder() {
   freeMemory(allocation_);
 }
 
-void LaneDecoder::setBand(i32 place, const BlockDecoder::Band& band, u8 orientation) {
-  bands_[place] = {band, &laneZeroCoding(orientation)};
+void GroupDecoder::setBand(i32 place, const BlockDecoder::Band& band, u8 orientation) {
+  bands_[place] = {band, &groupZeroCoding(orientation)};
 }
 
-bool LaneDecoder::take(i32 place, const CodeBlock& block, const Rect& rect) {
+bool GroupDecoder::take(i32 place, const CodeBlock& block, const Rect& rect) {
   const BlockDecoder::Band& band = bands_[place].band;
   if (passes_ == nullptr || isFull() || band.roiShift != 0 ||
       (band.style & (kStyleTermall | kStyleReset | kStyleSegsym)) != 0) {
@@ -96,13 +96,13 @@ bool LaneDecoder::take(i32 place, const CodeBlock& block, const Rect& rect) {
   return true;
 }
 
-void LaneDecoder::sort() {
+void GroupDecoder::sort() {
   std::stable_sort(blocks_, blocks_ + count_, [](const Block& a, const Block& b) {
     return a.passes != b.passes ? a.passes < b.passes : a.bytes < b.bytes;
   });
 }
 
-bool LaneDecoder::ensure(i64 bytes) {
+bool GroupDecoder::ensure(i64 bytes) {
   if (bytes <= size_) return true;
   freeMemory(allocation_);
   size_ = 0;
@@ -110,13 +110,13 @@ bool LaneDecoder::ensure(i64 bytes) {
   allocation_ = allocateMemory(static_cast<size_t>(bytes) + alignment, false);
   if (allocation_ == nullptr) return false;
   const auto address = reinterpret_cast<uintptr_t>(allocation_);
-  memory_ = reinterpret_cast<LaneWord*>((address + alignment - 1) & ~(alignment - 1));
+  memory_ = reinterpret_cast<GroupWord*>((address + alignment - 1) & ~(alignment - 1));
   size_ = bytes;
   return true;
 }
 
 // Puts the arrays of a group into the memory, clear where the passes expect it.
-bool LaneDecoder::layOut(const Block* blocks, i32 count) {
+bool GroupDecoder::layOut(const Block* blocks, i32 count) {
   i32 width = 0, height = 0, planes = 0;
   i64 bytes = 0;
   for (i32 i = 0; i < count; ++i) {
@@ -131,9 +131,9 @@ bool LaneDecoder::layOut(const Block* blocks, i32 count) {
   state_.stripes = (height + kRows - 1) / kRows;
   arrayWords_ = i64{state_.wordPitch} * (state_.stripes + 2) + 1;
 
-  const i64 factBytes = arrayWords_ * (kFactArrays + planes) * i64{sizeof(LaneWord)};
+  const i64 factBytes = arrayWords_ * (kFactArrays + planes) * i64{sizeof(GroupWord)};
   // At most every second byte borrows, and each list has an end.
-  const i64 borrowBytes = (bytes / 2 + kLanes) * i64{sizeof(u64)};
+  const i64 borrowBytes = (bytes / 2 + kMembers) * i64{sizeof(u64)};
   const i64 quadBytes = i64{stripePitch()} * state_.stripes * i64{sizeof(u32)};
   if (!ensure(factBytes + quadBytes + borrowBytes + bytes)) return false;
 
@@ -146,19 +146,20 @@ bool LaneDecoder::layOut(const Block* blocks, i32 count) {
   quads_ = reinterpret_cast<u32*>(words(kFactArrays + planes));
   borrows_ = reinterpret_cast<u64*>(quads_ + i64{stripePitch()} * state_.stripes);
   bits_ = reinterpret_cast<u8*>(borrows_) + borrowBytes;
-  std::fill_n(memory_, arrayWords_ * (kFactArrays + 1), LaneWord{});  // the first plane of ones too
+  std::fill_n(memory_, arrayWords_ * (kFactArrays + 1),
+              GroupWord{});  // the first plane of ones too
   return true;
 }
 
-void LaneDecoder::markRealSamples(const Block* blocks, i32 count) {
-  for (i32 lane = 0; lane < count; ++lane) {
-    const i32 width = blocks[lane].rect.width(), height = blocks[lane].rect.height();
+void GroupDecoder::markRealSamples(const Block* blocks, i32 count) {
+  for (i32 member = 0; member < count; ++member) {
+    const i32 width = blocks[member].rect.width(), height = blocks[member].rect.height();
     for (i32 y = 0; y < height; y += kRows) {
       const i32 rows = std::min(height - y, kRows);
-      const u64 columns = lane_layout::inAllColumns(0xF & (0xF << (kRows - rows)));
-      LaneWord* word = state_.real + (y / kRows + 1) * state_.wordPitch + 1;
+      const u64 columns = group_layout::inAllColumns(0xF & (0xF << (kRows - rows)));
+      GroupWord* word = state_.real + (y / kRows + 1) * state_.wordPitch + 1;
       for (i32 x = 0; x < width; x += kColumns, ++word) {
-        word->lane[lane] = columns & lane_layout::firstColumns(std::min(width - x, kColumns));
+        word->member[member] = columns & group_layout::firstColumns(std::min(width - x, kColumns));
       }
     }
   }
@@ -166,9 +167,9 @@ void LaneDecoder::markRealSamples(const Block* blocks, i32 count) {
 
 // Reads a block's bytes into one string of complemented bits (see MqSource), and notes where one
 // borrows. False when a chunk could not be fetched for want of memory.
-bool LaneDecoder::unstuff(const Block& block, i32 lane, Stream& stream) {
-  state_.bits.lane[lane] = reinterpret_cast<uintptr_t>(bits_);
-  state_.borrowList.lane[lane] = reinterpret_cast<uintptr_t>(borrows_);
+bool GroupDecoder::unstuff(const Block& block, i32 member, Stream& stream) {
+  state_.bits.member[member] = reinterpret_cast<uintptr_t>(bits_);
+  state_.borrowList.member[member] = reinterpret_cast<uintptr_t>(borrows_);
   BitSink sink(bits_);
   u8 previous = 0;
   segment_.attach(block.source->chunks, stream);
@@ -200,67 +201,67 @@ bool LaneDecoder::unstuff(const Block& block, i32 lane, Stream& stream) {
     segment_.advance(segment_.left());
   }
   u8* const end = sink.finish();
-  state_.length.lane[lane] = static_cast<u64>(end - bits_);
+  state_.length.member[member] = static_cast<u64>(end - bits_);
   *borrows_++ = ~u64{0};
   std::memset(end, 0, kPadding);
   bits_ = end + kPadding;
   return !segment_.outOfMemory();
 }
 
-i32 LaneDecoder::decodeGroup(const Block* blocks, i32 count, Stream& stream) {
+i32 GroupDecoder::decodeGroup(const Block* blocks, i32 count, Stream& stream) {
   if (!layOut(blocks, count)) return WBX_ERROR_MEMORY;
   markRealSamples(blocks, count);
   i32 passes = 0;
-  for (i32 lane = 0; lane < count; ++lane) {
-    if (!unstuff(blocks[lane], lane, stream)) return WBX_ERROR_MEMORY;
-    passes = std::max(passes, blocks[lane].passes);
+  for (i32 member = 0; member < count; ++member) {
+    if (!unstuff(blocks[member], member, stream)) return WBX_ERROR_MEMORY;
+    passes = std::max(passes, blocks[member].passes);
   }
-  for (i32 lane = count; lane < kLanes; ++lane) {  // decode nothing out of the last one's zeros
-    state_.bits.lane[lane] = reinterpret_cast<uintptr_t>(bits_ - kPadding);
-    state_.length.lane[lane] = 0;
-    state_.borrowList.lane[lane] = reinterpret_cast<uintptr_t>(borrows_ - 1);
+  for (i32 member = count; member < kMembers; ++member) {  // idle, on the zeros behind the last one
+    state_.bits.member[member] = reinterpret_cast<uintptr_t>(bits_ - kPadding);
+    state_.length.member[member] = 0;
+    state_.borrowList.member[member] = reinterpret_cast<uintptr_t>(borrows_ - 1);
   }
-  for (i32 lane = 0; lane < kLanes; ++lane) {
-    state_.fed.lane[lane] = 0;
-    std::memcpy(&state_.borrowAt.lane[lane],
-                reinterpret_cast<const u64*>(state_.borrowList.lane[lane]), sizeof(u64));
-    state_.zeroCoding.lane[lane] = 4;      // T.800 table D.7: state 4 for label 0,
-    state_.runLength.lane[lane] = 3 << 8;  // 3 for the run length
-    state_.sign.lane[lane] = 0;
-    state_.refinement.lane[lane] = 0;
-    const LaneZeroCoding& coding = *bands_[blocks[std::min(lane, count - 1)].place].zeroCoding;
-    state_.zeroCodingShifts.lane[lane] = coding.taps.shifts();
-    state_.zeroCodingWeights.lane[lane] = coding.taps.weights();
-    state_.zeroCodingBase.lane[lane] = coding.base;
+  for (i32 member = 0; member < kMembers; ++member) {
+    state_.fed.member[member] = 0;
+    std::memcpy(&state_.borrowAt.member[member],
+                reinterpret_cast<const u64*>(state_.borrowList.member[member]), sizeof(u64));
+    state_.zeroCoding.member[member] = 4;      // T.800 table D.7: state 4 for label 0,
+    state_.runLength.member[member] = 3 << 8;  // 3 for the run length
+    state_.sign.member[member] = 0;
+    state_.refinement.member[member] = 0;
+    const GroupZeroCoding& coding = *bands_[blocks[std::min(member, count - 1)].place].zeroCoding;
+    state_.zeroCodingShifts.member[member] = coding.taps.shifts();
+    state_.zeroCodingWeights.member[member] = coding.taps.weights();
+    state_.zeroCodingBase.member[member] = coding.base;
   }
   passes_->start(state_);
   for (i32 pass = 0; pass < passes; ++pass) {
-    u32 lanes = 0;
-    for (i32 lane = 0; lane < count; ++lane)
-      lanes |= (pass < blocks[lane].passes ? 1u : 0u) << lane;
+    u32 members = 0;
+    for (i32 member = 0; member < count; ++member)
+      members |= (pass < blocks[member].passes ? 1u : 0u) << member;
     state_.ones = ones_ + (pass + 2) / 3 * arrayWords_;
     switch (pass % 3) {
       case 0:
-        passes_->cleanup(state_, lanes);
+        passes_->cleanup(state_, members);
         break;
       case 1:
-        passes_->significance(state_, lanes);
+        passes_->significance(state_, members);
         break;
       default:
-        passes_->refinement(state_, lanes);
+        passes_->refinement(state_, members);
         break;
     }
   }
   return WBX_OK;
 }
 
-i32 LaneDecoder::stripePitch() const {
+i32 GroupDecoder::stripePitch() const {
   return state_.wordsAcross * kColumns * kRows;
 }
 
-const u32* LaneDecoder::collect(const Block& block, i32 lane) {
+const u32* GroupDecoder::collect(const Block& block, i32 member) {
   const i32 planes = block.firstPlane - block.lastPlane() + 1;
-  passes_->collect(state_, lane, ones_, planes, block.firstPlane, quads_);
+  passes_->collect(state_, member, ones_, planes, block.firstPlane, quads_);
   return quads_;
 }
 
