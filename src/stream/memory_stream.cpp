@@ -7,6 +7,7 @@ namespace wbx {
 
 void MemoryStream::open(const void* data, u32 size) {
   // Only the write operations change the memory, and nobody calls them on a caller's image.
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast)
   source_ = static_cast<u8*>(const_cast<void*>(data));
   size_ = size;
   position_ = 0;

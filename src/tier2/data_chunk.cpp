@@ -92,6 +92,7 @@ u8* DataChunk::data() {
 }
 
 const u8* DataChunk::data() const {
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): nothing is written
   return const_cast<DataChunk*>(this)->data();
 }
 
