@@ -95,10 +95,8 @@ i32 Decoder::runEngine(Engine& engine, const Tile& tile, i32 x, i32 y) {
   writer.origin = outputPlan.buffer + i64{y} * outputPlan.pitch + i64{x} * outputPlan.bytesPerPixel;
   writer.rowBytes = i64{outputPlan.pitch} / sampleBytes * sampleBytes;
   writer.pixelBytes = outputPlan.bytesPerPixel / sampleBytes * sampleBytes;
-  writer.imageWidth = static_cast<i32>(outputPlan.width);
-  writer.imageHeight = static_cast<i32>(outputPlan.height);
-  writer.columnsLeft = writer.imageWidth - x;
-  writer.rowsLeft = writer.imageHeight - y;
+  writer.columnsLeft = static_cast<i32>(outputPlan.width) - x;
+  writer.rowsLeft = static_cast<i32>(outputPlan.height) - y;
   if (sampleBytes > 1) {
     writer.maxValue = (1 << image.maxPrecision) - 1;
     writer.levelShift = 1 << (image.maxPrecision - 1);
