@@ -7,7 +7,9 @@
 
 #include "api/decoder.h"
 #include "bench_input.h"
+#include "engine/kernels.h"
 #include "tier1/block_decoder.h"
+#include "tier1/group_decoder.h"
 
 namespace wbx::bench {
 namespace {
@@ -15,6 +17,7 @@ namespace {
 struct PlacedBlock {
   const CodeBlock* block;
   BlockDecoder::Band band;
+  u8 orientation;
   i32 width, height;
 };
 
@@ -76,7 +79,7 @@ class RealBlocks {
           const CodeBlock* block = precinct->block(i, j);
           const Rect rect = grid.blockRect(i, j);
           if (block == nullptr || block->passCount == 0 || rect.empty()) continue;
-          blocks.push_back({block, band, rect.width(), rect.height()});
+          blocks.push_back({block, band, subband.orientation, rect.width(), rect.height()});
         }
       }
     }
@@ -164,6 +167,38 @@ void decodeBlocks(benchmark::State& state) {
   }
 }
 
+// The same blocks by the group, where the processor can.
+void decodeGroups(benchmark::State& state) {
+  const RealBlocks real;
+  if (kernels().groupPasses == nullptr) return state.SkipWithError("no passes for groups");
+  Arena arena{1 << 16};
+  const auto single = std::make_unique<BlockDecoder>(arena);
+  const auto group = std::make_unique<GroupDecoder>(arena);
+  group->setPasses(kernels().groupPasses);
+  i64 samples = 0;
+  const auto sink = [&samples](i32, const Rect& rect, const u32* quads, i32, i32) {
+    benchmark::DoNotOptimize(quads);
+    samples += i64{rect.width()} * rect.height();
+  };
+  const auto sameBand = [](const PlacedBlock& a, const PlacedBlock& b) {
+    return a.orientation == b.orientation && a.band.magnitudeBits == b.band.magnitudeBits;
+  };
+  for (auto _ : state) {
+    for (size_t i = 0; i < real.blocks.size(); ++i) {
+      const PlacedBlock& each = real.blocks[i];
+      if (group->isFull() || (i > 0 && !sameBand(each, real.blocks[i - 1])))
+        benchmark::DoNotOptimize(group->decodeAll(*single, real.stream(), sink));
+      group->setBand(0, each.band, each.orientation);
+      Rect rect;
+      rect.x1 = static_cast<u16>(each.width);
+      rect.y1 = static_cast<u16>(each.height);
+      if (!group->take(0, *each.block, rect)) return state.SkipWithError("an unusual block");
+    }
+    benchmark::DoNotOptimize(group->decodeAll(*single, real.stream(), sink));
+  }
+  state.SetItemsProcessed(samples);
+}
+
 // What a step from one number of passes to the next adds is one pass of all blocks: the first is a
 // cleanup pass, then come significance, refinement and cleanup in turn.
 void firstPasses(benchmark::State& state) {
@@ -212,6 +247,7 @@ void registerBlockBenchmarks() {
   benchmark::RegisterBenchmark("mq/decisions", mqDecisions);
   benchmark::RegisterBenchmark("blocks/prepare", prepareBlocks);
   benchmark::RegisterBenchmark("blocks/decode", decodeBlocks)->Unit(benchmark::kMillisecond);
+  benchmark::RegisterBenchmark("blocks/decode_groups", decodeGroups)->Unit(benchmark::kMillisecond);
   benchmark::RegisterBenchmark("blocks/first_passes", firstPasses)
       ->DenseRange(1, 25)
       ->Unit(benchmark::kMillisecond);

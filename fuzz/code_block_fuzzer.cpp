@@ -1,13 +1,16 @@
 // Code blocks straight into the block decoder, compared with one that goes sample by sample.
 #include <algorithm>
 #include <memory>
+#include <vector>
 
 #include "wbx.h"
 
+#include "engine/kernels.h"
 #include "parse/coding_style.h"
 #include "support.h"
 #include "support/reference_block_decoder.h"
 #include "tier1/block_decoder.h"
+#include "tier1/group_decoder.h"
 
 namespace wbx::fuzz {
 
@@ -148,8 +151,7 @@ class PacketedBlock {
   DataChunk* last_ = nullptr;
 };
 
-void compare(BlockDecoder& decoder, Case c) {
-  PacketedBlock packeted(c);
+BlockDecoder::Band bandOf(const Case& c) {
   BlockDecoder::Band band;
   band.zeroCodingTable = c.block.orientation == 1   ? &kZeroCodingHL
                          : c.block.orientation == 3 ? &kZeroCodingHH
@@ -157,17 +159,64 @@ void compare(BlockDecoder& decoder, Case c) {
   band.magnitudeBits = c.block.magnitudeBits;
   band.roiShift = c.block.roiShift;
   band.style = c.style;
-  decoder.setBand(band);
-  decoder.prepare(c.block.width, c.block.height);
-  require(decoder.decode(packeted.block(), packeted.stream()) == WBX_OK, "code of a block");
+  return band;
+}
 
+void requireSame(const Case& c, const u32* quads, i32 stripePitch, i32 lastPlane) {
   test::ReferenceBlockDecoder reference(c.block);
   reference.decode();
-  require(decoder.lastPlane() == reference.lastPlane, "last plane");
+  require(lastPlane == reference.lastPlane, "last plane");
   for (i32 y = 0; y < c.block.height; ++y) {
-    for (i32 x = 0; x < c.block.width; ++x)
-      require(decoder.quad(x, y)[y & 3] == reference.coefficient(x, y), "coefficient");
+    for (i32 x = 0; x < c.block.width; ++x) {
+      const u32 coefficient = quads[(y >> 2) * stripePitch + 4 * x + (y & 3)];
+      require(coefficient == reference.coefficient(x, y), "coefficient");
+    }
   }
+}
+
+void compare(BlockDecoder& decoder, Case c) {
+  PacketedBlock packeted(c);
+  decoder.setBand(bandOf(c));
+  decoder.prepare(c.block.width, c.block.height);
+  require(decoder.decode(packeted.block(), packeted.stream()) == WBX_OK, "code of a block");
+  requireSame(c, decoder.quad(0, 0), decoder.stripePitch(), decoder.lastPlane());
+}
+
+// All blocks of an input together, as the default kind of blocks of one resolution.
+void compareGroup(BlockDecoder& decoder, GroupDecoder& group, std::vector<Case> cases) {
+  if (kernels().groupPasses == nullptr) return;
+  group.setPasses(kernels().groupPasses);
+  std::vector<std::unique_ptr<PacketedBlock>> blocks;
+  std::vector<bool> taken;
+  for (size_t i = 0; i < cases.size(); ++i) {
+    Case& c = cases[i];
+    const size_t place = i % GroupDecoder::kMaxBands;
+    c.block.orientation = cases[place].block.orientation;
+    c.block.magnitudeBits = cases[place].block.magnitudeBits;
+    c.block.roiShift = 0;
+    c.block.resetsContexts = c.block.segmentationSymbols = false;
+    for (test::ReferenceChunk& chunk : c.block.chunks) chunk.endsSegment = false;
+    c.style &= kStylePterm;
+    c.home = c.home == Home::kDetached ? Home::kDetached : Home::kInline;  // no stream for each
+    group.setBand(static_cast<i32>(place), bandOf(c), static_cast<u8>(c.block.orientation));
+    blocks.push_back(std::make_unique<PacketedBlock>(c));
+    Rect rect;
+    rect.x0 = static_cast<u16>(1000 * i);  // tells the sink which one it is
+    rect.x1 = static_cast<u16>(rect.x0 + c.block.width);
+    rect.y1 = static_cast<u16>(c.block.height);
+    taken.push_back(group.take(static_cast<i32>(place), blocks[i]->block(), rect));
+  }
+  MemoryStream nothing;
+  const i32 code =
+      group.decodeAll(decoder, nothing,
+                      [&](i32, const Rect& rect, const u32* quads, i32 stripePitch, i32 lastPlane) {
+                        const size_t i = rect.x0 / 1000;
+                        require(taken[i], "a block that was taken");
+                        taken[i] = false;
+                        requireSame(cases[i], quads, stripePitch, lastPlane);
+                      });
+  require(code == WBX_OK, "code of a group");
+  require(std::find(taken.begin(), taken.end(), true) == taken.end(), "all blocks");
 }
 
 }  // namespace
@@ -179,8 +228,13 @@ extern "C" int LLVMFuzzerTestOneInput(const wbx::u8* data, size_t size) {
   // One decoder for all blocks of an input, as in an image: nothing of a block may survive it.
   Arena arena(46000);
   const auto decoder = std::make_unique<BlockDecoder>(arena);
+  const auto group = std::make_unique<GroupDecoder>(arena);
   fuzz::Decisions in(data, size);
-  for (i32 blocks = 1 + in.below(3); blocks > 0; --blocks)
-    fuzz::compare(*decoder, fuzz::readCase(in));
+  std::vector<fuzz::Case> cases(static_cast<size_t>(1 + in.below(20)));
+  for (fuzz::Case& c : cases) {
+    c = fuzz::readCase(in);
+    fuzz::compare(*decoder, c);
+  }
+  fuzz::compareGroup(*decoder, *group, std::move(cases));
   return 0;
 }

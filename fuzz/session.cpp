@@ -13,7 +13,6 @@ namespace {
 // Larger pictures are left alone, so that an input that takes long is one that should not.
 constexpr u64 kMaxPixels = 1u << 19;
 constexpr u64 kMaxPictureBytes = 1u << 24;
-constexpr u64 kMaxTiles = 1u << 16;
 constexpr u64 kMaxRepeatedPixels = 1u << 14;
 
 class Digest {
@@ -56,13 +55,10 @@ class Session {
     askForInfo();
     walkMetadata();
     Visit seen;
-    // Beyond that a question takes its time, since it is about every tile.
-    if (u64{info_.tilesAcross} * info_.tilesDown <= kMaxTiles) {
-      selectTiles();
-      askForResolutions();
-      seen.decodeCode = decode();
-      walkMetadata();
-    }
+    selectTiles();
+    askForResolutions();
+    seen.decodeCode = decode();
+    walkMetadata();
     seen.digest = digest_.value();
     return seen;
   }

@@ -69,6 +69,7 @@ void scaleRow(const Picture& picture, uint32_t y, std::vector<uint8_t>& bytes) {
 // libpng leaves this function by longjmp on an error, so nothing in it needs a destructor.
 bool writeAll(png_structp png, png_infop info, const Picture& picture, std::string_view profile,
               std::vector<uint8_t>& row) {
+  // NOLINTNEXTLINE(cert-err52-cpp): the only way that libpng has
   if (setjmp(png_jmpbuf(png)) != 0) return false;
   setHeader(png, info, picture, profile);
   png_write_info(png, info);

@@ -60,10 +60,8 @@ void Decoder::settleOptions() {
   if (options.video == 2) options.video = chromaSubsampled ? 1 : 0;
   if (options.nomct != 0) {
     mainCoding.mct = kMctNone;
-    for (i32 i = 0; i < tileCount(); ++i) {
-      Tile* tile = tileTable.find(i);
-      if (tile != nullptr) tile->style.mct = kMctNone;
-    }
+    for (i32 i = tileTable.nextRecord(0); i < tileCount(); i = tileTable.nextRecord(i + 1))
+      tileTable.find(i)->style.mct = kMctNone;
   }
   options.colourSpace = static_cast<i32>(metadata.colourSpace());
   if (metadata.channelCount() >= 4 && metadata.channelDefinition(3).type == kPremultipliedOpacity) {
@@ -74,6 +72,11 @@ void Decoder::settleOptions() {
   options.bgrOutput = firstIsBlue ? 0 : 1;
 }
 
+// A tile without a record leaves no trace but in the log.
+i32 Decoder::nextTile(i32 from) const {
+  return logger.active() ? from : tileTable.nextRecord(from);
+}
+
 bool Decoder::isDecodable(i32 index) const {
   if (!tileTable.isSelected(index)) return false;
   const Tile* tile = tileTable.find(index);
@@ -82,7 +85,7 @@ bool Decoder::isDecodable(i32 index) const {
 
 template <class Engine>
 i32 Decoder::runEngine(Engine& engine, const Tile& tile, i32 x, i32 y) {
-  engine.context = {&blockDecoder, &options, image.components, &cancelled};
+  engine.context = {&blockDecoder, &groupDecoder, &options, image.components, &cancelled};
 
   // Strides of a whole number of samples.
   const i32 sampleBytes = image.bytesPerSample;
@@ -92,10 +95,8 @@ i32 Decoder::runEngine(Engine& engine, const Tile& tile, i32 x, i32 y) {
   writer.origin = outputPlan.buffer + i64{y} * outputPlan.pitch + i64{x} * outputPlan.bytesPerPixel;
   writer.rowBytes = i64{outputPlan.pitch} / sampleBytes * sampleBytes;
   writer.pixelBytes = outputPlan.bytesPerPixel / sampleBytes * sampleBytes;
-  writer.imageWidth = static_cast<i32>(outputPlan.width);
-  writer.imageHeight = static_cast<i32>(outputPlan.height);
-  writer.columnsLeft = writer.imageWidth - x;
-  writer.rowsLeft = writer.imageHeight - y;
+  writer.columnsLeft = static_cast<i32>(outputPlan.width) - x;
+  writer.rowsLeft = static_cast<i32>(outputPlan.height) - y;
   if (sampleBytes > 1) {
     writer.maxValue = (1 << image.maxPrecision) - 1;
     writer.levelShift = 1 << (image.maxPrecision - 1);
@@ -136,7 +137,7 @@ i32 Decoder::decodeTiles() {
   const Rect picture = pictureAt(options.res_level);
   settleOptions();
 
-  for (i32 i = 0; i < tileCount(); ++i) {
+  for (i32 i = nextTile(0); i < tileCount(); i = nextTile(i + 1)) {
     if (cancelled.load(std::memory_order_relaxed)) break;
     const i32 code = decodeTile(i, picture);
     if (code != WBX_OK) return code;

@@ -54,6 +54,7 @@ struct Decoder {
   bool chromaSubsampled = false;
   PacketBitReader packetBits;
   BlockDecoder blockDecoder{arena};
+  GroupDecoder groupDecoder{arena};
   TileEngine8 engine8;
   TileEngine16 engine16;
   OutputPlan outputPlan;
@@ -89,6 +90,7 @@ struct Decoder {
   [[nodiscard]] i32 tileCount() const { return static_cast<i32>(tileTable.total()); }
   // The rectangle of the picture at a level: that of the selected tiles, reduced.
   [[nodiscard]] Rect pictureAt(i32 level) const;
+  [[nodiscard]] i32 nextTile(i32 from) const;
   [[nodiscard]] bool isDecodable(i32 tile) const;
   void settleOptions();
   [[nodiscard]] i32 decodeTile(i32 index, const Rect& picture);

@@ -17,12 +17,20 @@ using i64 = std::int64_t;
 using f32 = float;
 using f64 = double;
 
+// A narrowing that is meant to lose bits: keeps the low ones, as lanes wrap. Elsewhere a
+// static_cast to a narrower type loses nothing. Never a function of its own, so that code for one
+// instruction set may use it.
+template <class Narrow, class Wide>
+[[gnu::always_inline]] constexpr Narrow wrapTo(Wide value) {
+  return static_cast<Narrow>(value);
+}
+
 // Half open: x0 and y0 are the first column and row, x1 and y1 lie one past the last.
 struct Rect {
   u16 x0 = 0, y0 = 0, x1 = 0, y1 = 0;
 
-  [[nodiscard]] constexpr u16 width() const { return static_cast<u16>(x1 - x0); }
-  [[nodiscard]] constexpr u16 height() const { return static_cast<u16>(y1 - y0); }
+  [[nodiscard]] constexpr u16 width() const { return wrapTo<u16>(x1 - x0); }
+  [[nodiscard]] constexpr u16 height() const { return wrapTo<u16>(y1 - y0); }
   [[nodiscard]] constexpr bool empty() const { return x0 >= x1 || y0 >= y1; }
 
   friend constexpr bool operator==(const Rect&, const Rect&) = default;

@@ -20,9 +20,9 @@ struct Kernel53 {
   static constexpr L halve(L v) { return static_cast<L>(v >> 1); }
 
   // Sums wrap at 32 bits.
-  static constexpr L average(L a, L b) { return static_cast<L>(add(a, b) >> 1); }
+  static constexpr L average(L a, L b) { return wrapTo<L>(add(a, b) >> 1); }
   static constexpr L average(L a, L right, L below, L belowRight) {
-    return static_cast<L>(add(add(a, right), add(below, belowRight)) >> 2);
+    return wrapTo<L>(add(add(a, right), add(below, belowRight)) >> 2);
   }
 
   static void liftPairs(const i16* a, const i16* b, i32 pairs, i16* even, i16* odd) {

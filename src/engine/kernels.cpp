@@ -16,14 +16,27 @@ extern const Kernels kSet;
 namespace {
 
 struct Sets {
-  const Kernels* entry[3] = {&baseline::kSet, nullptr, nullptr};
+  const Kernels* entry[4] = {&baseline::kSet, nullptr, nullptr, nullptr};
   const Kernels* best = &baseline::kSet;
+  Kernels withGroups = {};  // the loops of AVX2, and the passes of AVX-512
 
   Sets() {
 #ifdef WBX_HAVE_AVX2
     if (__builtin_cpu_supports("avx2")) {
       entry[1] = &avx2::kSet;
       best = entry[1];
+    }
+#endif
+#ifdef WBX_HAVE_AVX512
+    const bool group = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+                       __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512cd") &&
+                       __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("bmi2");
+    if (group && entry[1] != nullptr) {
+      withGroups = *entry[1];
+      withGroups.name = "avx512";
+      withGroups.groupPasses = &avx512::kGroupPasses;
+      entry[2] = &withGroups;
+      best = entry[2];
     }
 #endif
   }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "api/types.h"
+#include "tier1/group_passes.h"
 
 namespace wbx {
 
@@ -77,6 +78,9 @@ struct Kernels {
   void (*parkInWords)(const i32* values, i32 count, i32 half, u8* pixels);
   void (*unparkWords)(const u8* pixels, i32 count, i32* first, i32* second);
   void (*joinWords)(const u16* red, const u16* green, const u16* blue, i32 count, u8* pixels);
+
+  // The coding passes over groups of code blocks, where the processor is fit for it; else null.
+  const GroupPasses* groupPasses;
 };
 
 [[nodiscard]] const Kernels& kernels();

@@ -27,9 +27,9 @@ inline i32 liftOdd(i32 b, i32 before, i32 behind) {
 template <class L>
 void liftPairs53(const L* __restrict a, const L* __restrict b, i32 pairs, L* __restrict even,
                  L* __restrict odd) {
-  for (i32 p = 1; p < pairs; ++p) even[p] = static_cast<L>(liftEven(a[p], b[p - 1], b[p]));
+  for (i32 p = 1; p < pairs; ++p) even[p] = wrapTo<L>(liftEven(a[p], b[p - 1], b[p]));
   for (i32 p = 1; p + 1 < pairs; ++p) {
-    odd[p] = static_cast<L>(liftOdd(b[p], even[p], liftEven(a[p + 1], b[p], b[p + 1])));
+    odd[p] = wrapTo<L>(liftOdd(b[p], even[p], liftEven(a[p + 1], b[p], b[p + 1])));
   }
 }
 
@@ -41,8 +41,8 @@ void liftColumns53(const L* __restrict a, const L* __restrict b, i32 columns,
     const L before = evenPrev[x], odd = oddIn[x];
     const i32 lifted = liftEven(a[x], odd, b[x]);
     evenOut[x] = before;
-    oddOut[x] = static_cast<L>(liftOdd(odd, before, lifted));
-    evenPrev[x] = static_cast<L>(lifted);
+    oddOut[x] = wrapTo<L>(liftOdd(odd, before, lifted));
+    evenPrev[x] = wrapTo<L>(lifted);
     oddIn[x] = b[x];
   }
 }
@@ -52,7 +52,7 @@ void liftColumns53(const L* __restrict a, const L* __restrict b, i32 columns,
 // hardware takes it. The odd factor is 2 / K and not 1 / K, since the step sizes leave the gain of
 // the subbands out.
 inline i32 multiply(i32 v, i32 factor, i32 shift) {
-  return (static_cast<i16>(v) * factor) >> shift;
+  return (wrapTo<i16>(v) * factor) >> shift;
 }
 
 inline i32 scaleEven(i32 a) {
@@ -97,9 +97,9 @@ void liftPiece97Fixed(const i16* __restrict a, const i16* __restrict b, i32 pair
   for (i32 p = 1; p + 1 < pairs; ++p) o1[p] = stepGamma(o[p], e1[p], e1[p + 1]);
   for (i32 p = 2; p + 1 < pairs; ++p) {
     e2[p] = stepBeta(e1[p], o1[p - 1], o1[p]);
-    even[p] = static_cast<i16>(e2[p]);
+    even[p] = wrapTo<i16>(e2[p]);
   }
-  for (i32 p = 2; p + 2 < pairs; ++p) odd[p] = static_cast<i16>(stepAlpha(o1[p], e2[p], e2[p + 1]));
+  for (i32 p = 2; p + 2 < pairs; ++p) odd[p] = wrapTo<i16>(stepAlpha(o1[p], e2[p], e2[p + 1]));
 }
 
 void liftPairs97Fixed(const i16* a, const i16* b, i32 pairs, i16* even, i16* odd) {
@@ -119,8 +119,8 @@ void liftColumns97Fixed(const i16* __restrict a, const i16* __restrict b, i32 co
     const i32 nextE1 = stepDelta(scaleEven(a[x]), o[x], nextO);
     const i32 nextO1 = stepGamma(o[x], e1[x], nextE1);
     const i32 nextE2 = stepBeta(e1[x], o1[x], nextO1);
-    oddOut[x] = static_cast<i16>(stepAlpha(o1[x], e2[x], nextE2));
-    evenOut[x] = static_cast<i16>(e2[x]);
+    oddOut[x] = wrapTo<i16>(stepAlpha(o1[x], e2[x], nextE2));
+    evenOut[x] = wrapTo<i16>(e2[x]);
     o[x] = nextO;
     e1[x] = nextE1;
     o1[x] = nextO1;
@@ -221,7 +221,7 @@ inline void transferQuads(const u32* __restrict quads, i32 columns, L* const row
 void transferFixed(const u32* quads, i32 columns, u32 midpoint, u32 scale, i16* const rows[4]) {
   transferQuads(quads, columns, rows, [midpoint, scale](u32 v) {
     const u32 product = static_cast<u32>(reconstructed(v, midpoint)) * scale;
-    return static_cast<i16>(static_cast<i32>(product) >> 12);
+    return wrapTo<i16>(static_cast<i32>(product) >> 12);
   });
 }
 
@@ -247,7 +247,7 @@ inline u8 clampByte(i32 v) {
 constexpr i32 kShiftAndHalf = (128 << 6) + 32;
 
 void bytes53(const i16* __restrict lanes, i32 count, u8* __restrict out) {
-  for (i32 i = 0; i < count; ++i) out[i] = clampByte(static_cast<i16>(lanes[i] + 128));
+  for (i32 i = 0; i < count; ++i) out[i] = clampByte(wrapTo<i16>(lanes[i] + 128));
 }
 
 void bytes97(const i16* __restrict lanes, i32 count, u8* __restrict out) {
@@ -317,14 +317,14 @@ inline i32 saturate16(i32 v) {
   return v < -32768 ? -32768 : v > 32767 ? 32767 : v;
 }
 inline u8 wideColour(i32 luma, i32 chroma) {
-  return clampByte(static_cast<i16>(luma + saturate16(chroma >> 6)) >> 6);
+  return clampByte(wrapTo<i16>(luma + saturate16(chroma >> 6)) >> 6);
 }
 
 void colours97BytesWide(const i16* __restrict y, const i16* __restrict cb, const i16* __restrict cr,
                         i32 count, u8* __restrict red, u8* __restrict green, u8* __restrict blue) {
   for (i32 i = 0; i < count; ++i) {
-    const i32 b = static_cast<i16>(cb[i] + 2) >> 2;
-    const i32 r = static_cast<i16>(cr[i] + 2) >> 2;
+    const i32 b = wrapTo<i16>(cb[i] + 2) >> 2;
+    const i32 r = wrapTo<i16>(cr[i] + 2) >> 2;
     const i32 luma = saturate16(y[i] + kShiftAndHalf);
     red[i] = wideColour(luma, 358 * r);
     green[i] = wideColour(luma, -88 * b - 182 * r);
@@ -487,6 +487,7 @@ const Kernels kSet = {
     parkInWords,
     unparkWords,
     joinWords,
+    nullptr,
 };
 
 }  // namespace wbx::WBX_KERNEL_SET

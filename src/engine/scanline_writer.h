@@ -16,9 +16,8 @@ struct ScanlineWriter {
   i32 pixelBytes = 0;       // bytes from pixel to pixel; room for all components
   i32 columnsLeft = 0;      // pixels from origin to the picture's right edge
   i32 rowsLeft = 0;         // rows from origin to the picture's bottom edge
-  i32 imageWidth = 0, imageHeight = 0;
-  i32 maxValue = 255;    // 16-bit samples: (1 << precision) - 1
-  i32 levelShift = 128;  // 16-bit samples: 1 << (precision - 1)
+  i32 maxValue = 255;       // 16-bit samples: (1 << precision) - 1
+  i32 levelShift = 128;     // 16-bit samples: 1 << (precision - 1)
   i32 xStep = 1, yStep = 1;
   const DecodeOptions* options = nullptr;
 };

@@ -2,12 +2,14 @@
 #pragma once
 
 #include <atomic>
+#include <optional>
 
 #include "api/options.h"
 #include "api/types.h"
 #include "engine/scanline_writer.h"
 #include "engine/working_plane.h"
 #include "tier1/block_decoder.h"
+#include "tier1/group_decoder.h"
 #include "tier2/tile.h"
 
 namespace wbx {
@@ -15,6 +17,7 @@ namespace wbx {
 // Constant over one decode; set by the decode driver.
 struct EngineContext {
   BlockDecoder* blockDecoder = nullptr;
+  GroupDecoder* groupDecoder = nullptr;
   const DecodeOptions* options = nullptr;
   i32 components = 0;  // of the image
   const std::atomic<bool>* cancelFlag = nullptr;
@@ -38,7 +41,15 @@ class TileEngine {
   template <class K>
   [[nodiscard]] i32 decodeComponent(const Tile& tile, i32 index);
   template <class K>
-  [[nodiscard]] i32 decodeSubband(const Tile& tile, i32 component, i32 resolution, i32 place);
+  struct SubbandTarget;
+  template <class K>
+  [[nodiscard]] SubbandTarget<K> subbandTarget(const Tile& tile, i32 component, i32 resolution,
+                                               i32 place);
+  template <class K>
+  [[nodiscard]] i32 decodeResolution(const Tile& tile, i32 component, i32 resolution);
+  template <class K>
+  [[nodiscard]] i32 decodeBlock(const CodeBlock& block, const Rect& rect, Stream& stream,
+                                const SubbandTarget<K>& target);
   template <class K>
   void writeUpscaledRows(i32 component, const Resolution& resolution, i32 index);
   template <class K>

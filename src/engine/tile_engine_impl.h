@@ -76,11 +76,8 @@ i32 TileEngine<Traits>::decodeComponent(const Tile& tile, i32 index) {
       writeUpscaledRows<K>(index, resolution, r);
       break;
     }
-    for (i32 s = 0; s < resolution.subbandCount; ++s) {
-      if (!Resolution::hasPrecincts(resolution.subbands[s])) continue;
-      const i32 code = decodeSubband<K>(tile, index, r, s);
-      if (code != WBX_OK) return code;
-    }
+    const i32 code = decodeResolution<K>(tile, index, r);
+    if (code != WBX_OK) return code;
     if (r == 0) continue;
     const Level<Lane> level = plane_.template level<Lane>(r);
     const auto stop = [this] { return cancelled(); };
@@ -96,14 +93,32 @@ i32 TileEngine<Traits>::decodeComponent(const Tile& tile, i32 index) {
   return WBX_OK;
 }
 
+// A subband on its way into the plane.
 template <class Traits>
 template <class K>
-i32 TileEngine<Traits>::decodeSubband(const Tile& tile, i32 component, i32 r, i32 place) {
+struct TileEngine<Traits>::SubbandTarget {
+  BlockDecoder::Band band;
+  typename Traits::template Dequantizer<K> dequantizer;
+  BandPlace<typename K::Lane> at;
+
+  void transfer(const Rect& rect, const u32* quads, i32 stripePitch, i32 lastPlane) const {
+    transferBlock(quads, stripePitch, rect.width(), rect.height(),
+                  reconstructionPoint(lastPlane, band.roiShift), dequantizer,
+                  at.at(rect.x0, rect.y0), at.rowPitch);
+  }
+  void clear(const Rect& rect) const {
+    clearLanes(at.at(rect.x0, rect.y0), at.rowPitch, rect.width(), rect.height());
+  }
+};
+
+template <class Traits>
+template <class K>
+auto TileEngine<Traits>::subbandTarget(const Tile& tile, i32 component, i32 r, i32 place)
+    -> SubbandTarget<K> {
   using Lane = typename K::Lane;
   const TileComponent& tileComponent = tile.components[component];
   const ComponentCoding& coding = tile.style.component[component];
-  const Resolution& resolution = tileComponent.resolutions[r];
-  const Subband& subband = resolution.subbands[place];
+  const Subband& subband = tileComponent.resolutions[r].subbands[place];
 
   // A resolution or subband with nothing in it still takes its places in the table of steps.
   const i32 step = r == 0 ? 0 : 3 * (r - 1) + 1 + place;
@@ -116,9 +131,6 @@ i32 TileEngine<Traits>::decodeSubband(const Tile& tile, i32 component, i32 r, i3
   band.roiShift = coding.quantization.roiShift;
   if (band.roiShift + band.magnitudeBits >= 32) band.roiShift = 31 - band.magnitudeBits;
   band.style = coding.cblkStyle;
-  BlockDecoder& blocks = *context.blockDecoder;
-  blocks.setBand(band);
-  const typename Traits::template Dequantizer<K> dequantizer(tileComponent.precision, entry);
 
   const Level<Lane> level = plane_.template level<Lane>(r);
   BandPlace<Lane> at{level.first, level.rowPitch, subband.rect};
@@ -128,34 +140,74 @@ i32 TileEngine<Traits>::decodeSubband(const Tile& tile, i32 component, i32 r, i3
                (highColumns ? level.lowColumns : 0);
     at.rowPitch = 2 * level.rowPitch;
   }
+  return {band, {tileComponent.precision, entry}, at};
+}
 
-  for (u32 p = 0; p < resolution.precinctCount(); ++p) {
-    if (cancelled()) break;
-    const BlockGrid grid = subband.precinctGrid(p);
-    if (grid.area.empty()) continue;
-    const Precinct* precinct = subband.precincts.find(p);
-    if (precinct == nullptr) {
-      clearLanes(at.at(grid.area.x0, grid.area.y0), at.rowPitch, grid.area.width(),
-                 grid.area.height());
-      continue;
-    }
-    for (u32 j = 0; j < grid.high; ++j) {
-      for (u32 i = 0; i < grid.wide; ++i) {
-        const Rect rect = grid.blockRect(i, j);
-        if (rect.empty()) continue;
-        Lane* to = at.at(rect.x0, rect.y0);
-        const CodeBlock* block = precinct->block(i, j);
-        if (block == nullptr || block->passCount == 0) {
-          clearLanes(to, at.rowPitch, rect.width(), rect.height());
-          continue;
+template <class Traits>
+template <class K>
+i32 TileEngine<Traits>::decodeResolution(const Tile& tile, i32 component, i32 r) {
+  const Resolution& resolution = tile.components[component].resolutions[r];
+  GroupDecoder& group = *context.groupDecoder;
+  std::optional<SubbandTarget<K>> targets[GroupDecoder::kMaxBands];
+  const auto decodeCollected = [&] {
+    return group.decodeAll(
+        *context.blockDecoder, *tile.stream,
+        [&](i32 place, const Rect& rect, const u32* quads, i32 stripePitch, i32 lastPlane) {
+          targets[place]->transfer(rect, quads, stripePitch, lastPlane);
+        });
+  };
+
+  group.clear();
+  group.setPasses(kernels().groupPasses);
+  for (i32 place = 0; place < resolution.subbandCount; ++place) {
+    const Subband& subband = resolution.subbands[place];
+    if (!Resolution::hasPrecincts(subband)) continue;
+    const SubbandTarget<K>& target =
+        targets[place].emplace(subbandTarget<K>(tile, component, r, place));
+    group.setBand(place, target.band, subband.orientation);
+    for (u32 p = 0; p < resolution.precinctCount(); ++p) {
+      if (cancelled()) return WBX_OK;
+      const BlockGrid grid = subband.precinctGrid(p);
+      if (grid.area.empty()) continue;
+      const Precinct* precinct = subband.precincts.find(p);
+      if (precinct == nullptr) {
+        target.clear(grid.area);
+        continue;
+      }
+      for (u32 j = 0; j < grid.high; ++j) {
+        for (u32 i = 0; i < grid.wide; ++i) {
+          const Rect rect = grid.blockRect(i, j);
+          if (rect.empty()) continue;
+          const CodeBlock* block = precinct->block(i, j);
+          i32 code = WBX_OK;
+          if (block == nullptr || block->passCount == 0) {
+            target.clear(rect);
+          } else if (!group.take(place, *block, rect)) {
+            code = decodeBlock(*block, rect, *tile.stream, target);
+          } else if (group.isFull()) {
+            code = decodeCollected();
+          }
+          if (code != WBX_OK) return code;
         }
-        blocks.prepare(rect.width(), rect.height());
-        const i32 code = blocks.decode(*block, *tile.stream);
-        if (code != WBX_OK) return code;
-        transferBlock(blocks, rect.width(), rect.height(), dequantizer, to, at.rowPitch);
       }
     }
   }
+  return decodeCollected();
+}
+
+template <class Traits>
+template <class K>
+i32 TileEngine<Traits>::decodeBlock(const CodeBlock& block, const Rect& rect, Stream& stream,
+                                    const SubbandTarget<K>& target) {
+  BlockDecoder& blocks = *context.blockDecoder;
+  const BlockDecoder::Band& band = target.band;
+  blocks.setBand(band);
+  blocks.prepare(rect.width(), rect.height());
+  const i32 code = blocks.decode(block, stream);
+  if (code != WBX_OK) return code;
+  if (band.roiShift >= 1 && band.roiShift <= 30)
+    blocks.shiftRegionBack(static_cast<u32>(band.roiShift));
+  target.transfer(rect, blocks.quad(0, 0), blocks.stripePitch(), blocks.lastPlane());
   return WBX_OK;
 }
 

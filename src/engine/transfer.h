@@ -26,19 +26,16 @@ inline u32 reconstructionPoint(i32 lastPlane, i32 roiShift) {
   return roiShift == 0 && lastPlane > 0 ? u32{2} << lastPlane : 0;
 }
 
-// Moves the decoder's block to the place whose first lane is `to`. `dequantize` makes the lanes of
-// one stripe.
+// Moves the quads of a decoded block, of which stripes lie `stripePitch` values apart, to the place
+// whose first lane is `to`. `dequantize` makes the lanes of one stripe.
 template <class Dequantizer, class Lane>
-void transferBlock(BlockDecoder& block, i32 width, i32 height, const Dequantizer& dequantize,
-                   Lane* to, i64 rowPitch) {
-  const i32 roiShift = block.band().roiShift;
-  if (roiShift >= 1 && roiShift <= 30) block.shiftRegionBack(static_cast<u32>(roiShift));
-  const u32 midpoint = reconstructionPoint(block.lastPlane(), roiShift);
+void transferBlock(const u32* quads, i64 stripePitch, i32 width, i32 height, u32 midpoint,
+                   const Dequantizer& dequantize, Lane* to, i64 rowPitch) {
   Lane below[BlockDecoder::kMaxWidth];  // takes the rows of a stripe that the block does not have
-  for (i32 y = 0; y < height; y += 4) {
+  for (i32 y = 0; y < height; y += 4, quads += stripePitch) {
     Lane* rows[4];
     for (i32 k = 0; k < 4; ++k) rows[k] = y + k < height ? to + (y + k) * rowPitch : below;
-    dequantize(block.quad(0, y), width, midpoint, rows);
+    dequantize(quads, width, midpoint, rows);
   }
 }
 

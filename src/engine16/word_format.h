@@ -166,9 +166,9 @@ struct WordFormat {
     return static_cast<i32>(value << 8) >> 8;
   }
   static void put24(u8* at, i32 v) {
-    at[0] = static_cast<u8>(v);
-    at[1] = static_cast<u8>(v >> 8);
-    at[2] = static_cast<u8>(v >> 16);
+    at[0] = wrapTo<u8>(v);
+    at[1] = wrapTo<u8>(v >> 8);
+    at[2] = wrapTo<u8>(v >> 16);
   }
 };
 

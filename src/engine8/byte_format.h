@@ -138,9 +138,9 @@ struct ByteFormat {
   // Little-endian values at any address.
   static u32 get24(const u8* at) { return static_cast<u32>(at[0] | (at[1] << 8) | (at[2] << 16)); }
   static void put24(u8* at, u32 v) {
-    at[0] = static_cast<u8>(v);
-    at[1] = static_cast<u8>(v >> 8);
-    at[2] = static_cast<u8>(v >> 16);
+    at[0] = wrapTo<u8>(v);
+    at[1] = wrapTo<u8>(v >> 8);
+    at[2] = wrapTo<u8>(v >> 16);
   }
 };
 

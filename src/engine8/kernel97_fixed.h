@@ -40,8 +40,8 @@ struct Kernel97Fixed {
       const i32 nextE1 = wrap(i64{a} * 10077 - i64{3633} * (i64{nextO} + o)) >> 13;
       const i32 nextO1 = o + (product(nextE1 + e1, -7232) >> 13);
       const i32 nextE2 = e1 + (product(nextO1 + o1, 434) >> 13);
-      oddOut = static_cast<i16>(o1 + (product(nextE2 + e2, 12993) >> 13));
-      evenOut = static_cast<i16>(e2);
+      oddOut = wrapTo<i16>(o1 + (product(nextE2 + e2, 12993) >> 13));
+      evenOut = wrapTo<i16>(e2);
       o = nextO;
       e1 = nextE1;
       o1 = nextO1;
@@ -49,7 +49,7 @@ struct Kernel97Fixed {
     }
 
    private:
-    static constexpr i32 wrap(i64 v) { return static_cast<i32>(static_cast<u32>(v)); }
+    static constexpr i32 wrap(i64 v) { return wrapTo<i32>(v); }
     static constexpr i32 product(i32 v, i32 factor) { return wrap(i64{v} * factor); }
   };
 

@@ -47,9 +47,9 @@ void readCodingParameters(Stream& stream, ComponentCoding& coding) {
   stream.readU8(&coding.cblkHeightExp);
   stream.readU8(&coding.cblkStyle);
   stream.readU8(&coding.transform);
-  coding.resolutions = static_cast<u8>(coding.resolutions + 1);
-  coding.cblkWidthExp = static_cast<u8>(coding.cblkWidthExp + 2);
-  coding.cblkHeightExp = static_cast<u8>(coding.cblkHeightExp + 2);
+  coding.resolutions = wrapTo<u8>(coding.resolutions + 1);
+  coding.cblkWidthExp = wrapTo<u8>(coding.cblkWidthExp + 2);
+  coding.cblkHeightExp = wrapTo<u8>(coding.cblkHeightExp + 2);
 }
 
 i32 precinctEntries(const ComponentCoding& coding) {

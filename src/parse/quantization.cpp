@@ -67,7 +67,7 @@ void deriveStepSizes(ComponentCoding& coding) {
   for (i32 i = 1; i < subbandCount(coding); ++i) {
     // One more for each resolution above the lowest.
     const i32 raised = exponent + (i + 2) / 3;
-    stepSize[static_cast<size_t>(i)] = static_cast<u16>((raised << kExponentShift) | mantissa);
+    stepSize[static_cast<size_t>(i)] = wrapTo<u16>((raised << kExponentShift) | mantissa);
   }
 }
 

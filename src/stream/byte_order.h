@@ -8,7 +8,7 @@
 namespace wbx {
 
 constexpr u16 reverseBytes(u16 value) {
-  return static_cast<u16>(value << 8 | value >> 8);
+  return wrapTo<u16>(value << 8 | value >> 8);
 }
 
 constexpr u32 reverseBytes(u32 value) {

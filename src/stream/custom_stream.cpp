@@ -1,4 +1,3 @@
-#include "stream/byte_order.h"
 #include "stream/stream.h"
 
 namespace wbx {
@@ -11,46 +10,30 @@ void CustomStream::open(void* user, const CustomCallbacks& callbacks) {
   seekable_ = callbacks_.seek != nullptr && callbacks_.seek(source_, 0) == 0;
 }
 
-i32 CustomStream::readItem(void* item, u32 count) {
+i32 CustomStream::call(void* buffer, u32 count) {
   position_ += count;
   if (callbacks_.read == nullptr) {
     eof_ = true;
     return 0;
   }
-  return callbacks_.read(item, count, source_);
-}
-
-void CustomStream::readF32(f32* value) {
-  u32 bits = std::bit_cast<u32>(*value);
-  readU32(&bits);
-  *value = std::bit_cast<f32>(bits);
+  return callbacks_.read(buffer, count, source_);
 }
 
 // Unlike for wider values, an error of the callback does not count as the end of the data.
 void CustomStream::readU8(u8* value) {
-  if (readItem(value, sizeof *value) == 0) eof_ = true;
+  if (call(value, sizeof *value) == 0) eof_ = true;
 }
 
-void CustomStream::readU16(u16* value) {
-  if (readItem(value, sizeof *value) < static_cast<i32>(sizeof *value)) eof_ = true;
-  *value = swapBigEndian(*value);
+void CustomStream::readItem(void* item, u32 size) {
+  if (call(item, size) < static_cast<i32>(size)) eof_ = true;
 }
 
-void CustomStream::readU32(u32* value) {
-  if (readItem(value, sizeof *value) < static_cast<i32>(sizeof *value)) eof_ = true;
-  *value = swapBigEndian(*value);
-}
-
-void CustomStream::writeF32(f32) {}
-void CustomStream::writeU8(u8) {}
-void CustomStream::writeU16(u16) {}
-void CustomStream::writeU32(u32) {}
 i32 CustomStream::writeBytes(const void*, u32) {
   return 0;
 }
 
 i32 CustomStream::readBytes(void* buffer, u32 count) {
-  const i32 delivered = readItem(buffer, count);
+  const i32 delivered = call(buffer, count);
   if (delivered < 0 || static_cast<u32>(delivered) != count) eof_ = true;
   return delivered;
 }

@@ -1,4 +1,5 @@
-#include "stream/byte_order.h"
+#include <cstring>
+
 #include "stream/stream.h"
 
 namespace wbx {
@@ -32,68 +33,33 @@ bool FileStream::isEof() const {
   return source_ != nullptr && std::feof(source_) != 0;
 }
 
-// An item that is there in part only is not delivered at all.
-size_t FileStream::readItem(void* item, size_t size) {
-  return source_ == nullptr ? 0 : std::fread(item, size, 1, source_);
-}
-
-void FileStream::readF32(f32* value) {
-  u32 bits = std::bit_cast<u32>(*value);
-  readU32(&bits);
-  *value = std::bit_cast<f32>(bits);
-}
-
 void FileStream::readU8(u8* value) {
-  *value = static_cast<u8>(source_ == nullptr ? EOF : getByte(source_));
+  *value = wrapTo<u8>(source_ == nullptr ? EOF : getByte(source_));
   position_ += 1;
 }
 
-void FileStream::readU16(u16* value) {
-  u16 read = 0;
-  if (readItem(&read, sizeof read) == 1) *value = read;
-  *value = swapBigEndian(*value);
-  position_ += sizeof read;
+void FileStream::readItem(void* item, u32 size) {
+  u8 bytes[sizeof(u32)];
+  if (source_ != nullptr && std::fread(bytes, size, 1, source_) == 1)
+    std::memcpy(item, bytes, size);
+  position_ += size;
 }
 
-void FileStream::readU32(u32* value) {
-  u32 read = 0;
-  if (readItem(&read, sizeof read) == 1) *value = read;
-  *value = swapBigEndian(*value);
-  position_ += sizeof read;
-}
-
-void FileStream::writeF32(f32 value) {
-  writeU32(std::bit_cast<u32>(value));
-}
-
-void FileStream::writeU8(u8 value) {
-  writeBytes(&value, sizeof value);
-}
-
-void FileStream::writeU16(u16 value) {
-  value = swapBigEndian(value);
-  writeBytes(&value, sizeof value);
-}
-
-void FileStream::writeU32(u32 value) {
-  value = swapBigEndian(value);
-  writeBytes(&value, sizeof value);
+// To a position that was only noted.
+void FileStream::catchUp() {
+  if (!deferred_ || !seekPending_) return;
+  seekPending_ = false;
+  seekSource(position_);
 }
 
 i32 FileStream::readBytes(void* buffer, u32 count) {
-  if (deferred_ && seekPending_) {
-    seekPending_ = false;
-    seekSource(position_);
-  }
+  catchUp();
   position_ += count;
   return source_ == nullptr ? 0 : static_cast<i32>(std::fread(buffer, 1, count, source_));
 }
 
 i32 FileStream::writeBytes(const void* buffer, u32 count) {
-  if (deferred_ && seekPending_) {
-    seekPending_ = false;
-    seekSource(position_);
-  }
+  catchUp();
   position_ += count;
   return source_ == nullptr ? 0 : static_cast<i32>(std::fwrite(buffer, 1, count, source_));
 }

@@ -1,12 +1,12 @@
 #include <cstring>
 
-#include "stream/byte_order.h"
 #include "stream/stream.h"
 
 namespace wbx {
 
 void MemoryStream::open(const void* data, u32 size) {
   // Only the write operations change the memory, and nobody calls them on a caller's image.
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast)
   source_ = static_cast<u8*>(const_cast<void*>(data));
   size_ = size;
   position_ = 0;
@@ -17,22 +17,22 @@ u32 MemoryStream::remaining() const {
   return source_ == nullptr ? 0 : size_ - position_;
 }
 
-void MemoryStream::readItem(void* item, u32 count) {
-  if (count > remaining()) {
+void MemoryStream::readItem(void* item, u32 size) {
+  if (size > remaining()) {
     eof_ = true;
     return;
   }
-  std::memcpy(item, source_ + position_, count);
-  position_ += count;
+  std::memcpy(item, source_ + position_, size);
+  position_ += size;
 }
 
-void MemoryStream::writeItem(const void* item, u32 count) {
-  if (count > remaining()) {
+void MemoryStream::writeItem(const void* item, u32 size) {
+  if (size > remaining()) {
     eof_ = true;
     return;
   }
-  std::memcpy(source_ + position_, item, count);
-  position_ += count;
+  std::memcpy(source_ + position_, item, size);
+  position_ += size;
 }
 
 u32 MemoryStream::clip(u32 count) {
@@ -41,42 +41,8 @@ u32 MemoryStream::clip(u32 count) {
   return remaining();
 }
 
-void MemoryStream::readF32(f32* value) {
-  u32 bits = std::bit_cast<u32>(*value);
-  readU32(&bits);
-  *value = std::bit_cast<f32>(bits);
-}
-
 void MemoryStream::readU8(u8* value) {
-  readItem(value, sizeof *value);
-}
-
-void MemoryStream::readU16(u16* value) {
-  readItem(value, sizeof *value);
-  *value = swapBigEndian(*value);
-}
-
-void MemoryStream::readU32(u32* value) {
-  readItem(value, sizeof *value);
-  *value = swapBigEndian(*value);
-}
-
-void MemoryStream::writeF32(f32 value) {
-  writeU32(std::bit_cast<u32>(value));
-}
-
-void MemoryStream::writeU8(u8 value) {
-  writeItem(&value, sizeof value);
-}
-
-void MemoryStream::writeU16(u16 value) {
-  value = swapBigEndian(value);
-  writeItem(&value, sizeof value);
-}
-
-void MemoryStream::writeU32(u32 value) {
-  value = swapBigEndian(value);
-  writeItem(&value, sizeof value);
+  MemoryStream::readItem(value, sizeof *value);
 }
 
 i32 MemoryStream::readBytes(void* buffer, u32 count) {

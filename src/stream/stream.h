@@ -24,14 +24,14 @@ class Stream {
   [[nodiscard]] virtual bool isGood() const = 0;
   [[nodiscard]] virtual bool isOpen() const = 0;
   [[nodiscard]] virtual bool isEof() const = 0;
-  virtual void readF32(f32* value) = 0;
   virtual void readU8(u8* value) = 0;
-  virtual void readU16(u16* value) = 0;
-  virtual void readU32(u32* value) = 0;
-  virtual void writeF32(f32 value) = 0;
-  virtual void writeU8(u8 value) = 0;
-  virtual void writeU16(u16 value) = 0;
-  virtual void writeU32(u32 value) = 0;
+  void readU16(u16* value);
+  void readU32(u32* value);
+  void readF32(f32* value);
+  void writeU8(u8 value) { writeItem(&value, sizeof value); }
+  void writeU16(u16 value);
+  void writeU32(u32 value);
+  void writeF32(f32 value);
   virtual i32 readBytes(void* buffer, u32 count) = 0;  // bytes delivered, or the callback's error
   virtual i32 writeBytes(const void* buffer, u32 count) = 0;
   [[nodiscard]] virtual bool isSeekable() const = 0;
@@ -40,6 +40,10 @@ class Stream {
   virtual void close() = 0;
 
  protected:
+  // One value of `size` bytes in the order of the file.
+  virtual void readItem(void* item, u32 size) = 0;
+  virtual void writeItem(const void* item, u32 size) = 0;
+
   u32 position_ = 0;
 };
 
@@ -55,14 +59,7 @@ class FileStream final : public Stream {
   [[nodiscard]] bool isGood() const override;
   [[nodiscard]] bool isOpen() const override { return source_ != nullptr; }
   [[nodiscard]] bool isEof() const override;
-  void readF32(f32* value) override;
   void readU8(u8* value) override;
-  void readU16(u16* value) override;
-  void readU32(u32* value) override;
-  void writeF32(f32 value) override;
-  void writeU8(u8 value) override;
-  void writeU16(u16 value) override;
-  void writeU32(u32 value) override;
   i32 readBytes(void* buffer, u32 count) override;
   i32 writeBytes(const void* buffer, u32 count) override;
   [[nodiscard]] bool isSeekable() const override { return true; }
@@ -76,7 +73,10 @@ class FileStream final : public Stream {
   void endDeferred();
 
  private:
-  [[nodiscard]] size_t readItem(void* item, size_t size);
+  // A value that is there in part only is not delivered at all.
+  void readItem(void* item, u32 size) override;
+  void writeItem(const void* item, u32 size) override { writeBytes(item, size); }
+  void catchUp();
   bool seekSource(u32 offset);
 
   std::FILE* source_ = nullptr;
@@ -94,14 +94,7 @@ class MemoryStream final : public Stream {
   [[nodiscard]] bool isGood() const override { return source_ != nullptr && !eof_; }
   [[nodiscard]] bool isOpen() const override { return source_ != nullptr; }
   [[nodiscard]] bool isEof() const override { return eof_; }
-  void readF32(f32* value) override;
   void readU8(u8* value) override;
-  void readU16(u16* value) override;
-  void readU32(u32* value) override;
-  void writeF32(f32 value) override;
-  void writeU8(u8 value) override;
-  void writeU16(u16 value) override;
-  void writeU32(u32 value) override;
   i32 readBytes(void* buffer, u32 count) override;
   i32 writeBytes(const void* buffer, u32 count) override;
   [[nodiscard]] bool isSeekable() const override { return true; }
@@ -117,9 +110,9 @@ class MemoryStream final : public Stream {
 
  private:
   [[nodiscard]] u32 remaining() const;
-  // `count` bytes of one value, all or none.
-  void readItem(void* item, u32 count);
-  void writeItem(const void* item, u32 count);
+  // All bytes of a value or none.
+  void readItem(void* item, u32 size) override;
+  void writeItem(const void* item, u32 size) override;
   // Bytes of a transfer of `count` that are there; fewer set the end-of-data flag.
   [[nodiscard]] u32 clip(u32 count);
 
@@ -141,14 +134,7 @@ class CustomStream final : public Stream {
   [[nodiscard]] bool isGood() const override { return !eof_; }
   [[nodiscard]] bool isOpen() const override { return callbacks_.read != nullptr; }
   [[nodiscard]] bool isEof() const override { return eof_; }
-  void readF32(f32* value) override;
   void readU8(u8* value) override;
-  void readU16(u16* value) override;
-  void readU32(u32* value) override;
-  void writeF32(f32 value) override;
-  void writeU8(u8 value) override;
-  void writeU16(u16 value) override;
-  void writeU32(u32 value) override;
   i32 readBytes(void* buffer, u32 count) override;
   i32 writeBytes(const void* buffer, u32 count) override;
   [[nodiscard]] bool isSeekable() const override { return seekable_; }
@@ -157,8 +143,10 @@ class CustomStream final : public Stream {
   void close() override;
 
  private:
+  void readItem(void* item, u32 size) override;
+  void writeItem(const void*, u32) override {}
   // What the callback returned; the position is raised in any case.
-  i32 readItem(void* item, u32 count);
+  i32 call(void* buffer, u32 count);
 
   void* source_ = nullptr;  // the caller's user value
   bool eof_ = false;

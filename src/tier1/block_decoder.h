@@ -52,6 +52,8 @@ class BlockDecoder {
   [[nodiscard]] const u32* quad(i32 x, i32 y) const {
     return coefficients_ + 4 * (quadPitch_ * (1 + (y >> 2)) + 1 + x);
   }
+  // Values from one stripe to the next.
+  [[nodiscard]] i32 stripePitch() const { return 4 * quadPitch_; }
   // Magnitudes of at least 2^shift belong to the region of interest and are moved down to where
   // the background is (T.800 H.1).
   void shiftRegionBack(u32 shift);

@@ -51,7 +51,7 @@ class MqSource {
       const u64 probe = flipped | 0xFFFF;
       if (((probe - 0x0101010101010101) & ~probe & 0x8080808080808080) == 0) {
         r.c += (flipped >> 16) << -r.ct;
-        previous_ = static_cast<u8>(bytes >> 16);
+        previous_ = wrapTo<u8>(bytes >> 16);
         segment.advance(6);
         return {r.c, r.ct + 48};
       }

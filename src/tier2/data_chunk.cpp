@@ -63,7 +63,7 @@ void DataChunk::setLength(u32 length) {
   sizeLow_ = static_cast<u8>((sizeLow_ & ~31u) | (length & 31u));
   const u16 high = static_cast<u16>(length >> 5);
   if (sizeHighBytes() == 1) {
-    tail()[0] = static_cast<u8>(high);
+    tail()[0] = wrapTo<u8>(high);
   } else if (sizeHighBytes() == 2) {
     std::memcpy(tail(), &high, sizeof high);
   }
@@ -92,6 +92,7 @@ u8* DataChunk::data() {
 }
 
 const u8* DataChunk::data() const {
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): nothing is written
   return const_cast<DataChunk*>(this)->data();
 }
 

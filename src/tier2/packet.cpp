@@ -51,9 +51,9 @@ i32 readContribution(CodeBlock& block, Arena& arena, PacketBitReader& reader, u8
   if (passes < 0) return WBX_ERROR_READ;
   const i32 growth = readCommaCode(reader);
   if (growth < 0) return WBX_ERROR_READ;
-  block.lblock = static_cast<i8>(block.lblock + growth);
+  block.lblock = wrapTo<i8>(block.lblock + growth);
   if (const i32 code = readSegments(block, passes, arena, reader, style)) return code;
-  block.passCount = static_cast<i8>(block.passCount + passes);
+  block.passCount = wrapTo<i8>(block.passCount + passes);
   return 0;
 }
 
@@ -67,8 +67,8 @@ i32 includeBlock(TagNode& leaf, InclusionWalk& walk, const BlockGrid& grid, Aren
   }
   const i32 zeroPlanes = walk.decodeZeroPlanes();
   if (zeroPlanes < 0) return WBX_ERROR_READ;
-  leaf.block()->zeroPlanes = static_cast<i8>(zeroPlanes);
-  leaf.block()->firstPass = static_cast<i8>(3 * zeroPlanes);
+  leaf.block()->zeroPlanes = wrapTo<i8>(zeroPlanes);
+  leaf.block()->firstPass = wrapTo<i8>(3 * zeroPlanes);
   return 0;
 }
 

@@ -34,6 +34,20 @@ class PagedTable {
     return node == nullptr ? nullptr : static_cast<T*>(node) + (index & (kPageSize - 1));
   }
 
+  // The first index at or behind `from` whose page was touched, or `count`.
+  [[nodiscard]] u32 nextTouched(u32 from) const {
+    u64 index = from;
+    while (index < count_) {
+      void* node = root_;
+      u32 shift = rootShift_;
+      for (; node != nullptr && shift > kPageShift; shift -= kFanShift)
+        node = static_cast<void**>(node)[slotOf(static_cast<u32>(index), shift)];
+      if (node != nullptr) return static_cast<u32>(index);
+      index = ((index >> shift) + 1) << shift;
+    }
+    return count_;
+  }
+
   // The record, made on demand with the rest of its page; null when memory runs out.
   [[nodiscard]] T* obtain(u32 index, Arena& arena) {
     void** slot = &root_;

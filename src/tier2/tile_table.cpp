@@ -1,6 +1,7 @@
 #include "tier2/tile_table.h"
 
 #include <algorithm>
+#include <bit>
 
 #include "wbx.h"
 
@@ -36,6 +37,7 @@ i32 TileTable::create(Arena& arena) {
   deselected_ = arena.allocateArray<u32>(words);
   if (deselected_ == nullptr) return WBX_ERROR_MEMORY;
   std::fill_n(deselected_, words, 0u);
+  anySelected_ = total() > 0;
   tiles_.setCount(static_cast<u32>(total()));
   return 0;
 }
@@ -56,10 +58,48 @@ Tile* TileTable::obtain(i32 index, Arena& arena) {
   return tile;
 }
 
-void TileTable::setSelected(i32 index, bool selected) {
-  const u32 bit = 1u << (index & 31);
-  u32& word = deselected_[index >> 5];
-  word = selected ? word & ~bit : word | bit;
+void TileTable::select(i32 first, i32 last, bool state) {
+  for (i32 i = first >> 5; i <= last >> 5; ++i) {
+    u32 mask = ~0u;
+    if (i == first >> 5) mask &= ~0u << (first & 31);
+    if (i == last >> 5) mask &= ~0u >> (31 - (last & 31));
+    deselected_[i] = state ? deselected_[i] & ~mask : deselected_[i] | mask;
+  }
+  const i32 end = static_cast<i32>(total());
+  anySelected_ = firstSelected(0, end) < end;
+}
+
+i32 TileTable::firstSelected(i32 first, i32 end) const {
+  while (first < end) {
+    const u32 selected = ~deselected_[first >> 5] >> (first & 31);
+    if (selected != 0) return std::min(first + std::countr_zero(selected), end);
+    first = (first | 31) + 1;
+  }
+  return end;
+}
+
+i32 TileTable::lastSelected(i32 first, i32 end) const {
+  while (end > first) {
+    const i32 last = end - 1;
+    const u32 selected = ~deselected_[last >> 5] << (31 - (last & 31));
+    if (selected != 0) return std::max(last - std::countl_zero(selected), first - 1);
+    end = last & ~31;
+  }
+  return first - 1;
+}
+
+Rect TileTable::selectedBounds() const {
+  const i32 end = static_cast<i32>(total());
+  const i32 top = firstSelected(0, end) / across_;
+  const i32 bottom = lastSelected(0, end) / across_;
+  i32 left = across_, right = -1;
+  for (i32 row = top * across_; row <= bottom * across_; row += across_) {
+    left = firstSelected(row, row + left) - row;
+    right = lastSelected(row + right + 1, row + across_) - row;
+  }
+  const Rect upperLeft = rect(top * across_ + left);
+  const Rect lowerRight = rect(bottom * across_ + right);
+  return {upperLeft.x0, upperLeft.y0, lowerRight.x1, lowerRight.y1};
 }
 
 }  // namespace wbx

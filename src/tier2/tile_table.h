@@ -29,15 +29,30 @@ class TileTable {
   // Null when memory runs out.
   [[nodiscard]] Tile* obtain(i32 index, Arena& arena);
 
+  // The first tile at or behind `from` that has a record, or `total`: a walk over records costs
+  // what the file has filled, not what its header announces.
+  [[nodiscard]] i32 nextRecord(i32 from) const {
+    return static_cast<i32>(tiles_.nextTouched(static_cast<u32>(from)));
+  }
+
   // All tiles are selected at first.
   [[nodiscard]] bool isSelected(i32 index) const {
     return ((deselected_[index >> 5] >> (index & 31)) & 1u) == 0;
   }
-  void setSelected(i32 index, bool selected);
+  // Tiles `first` to `last`, both in the grid; the others stay as they are.
+  void select(i32 first, i32 last, bool state);
+  [[nodiscard]] bool anySelected() const { return anySelected_; }
+  // The smallest rectangle around the selected tiles, of which there is one at least.
+  [[nodiscard]] Rect selectedBounds() const;
 
  private:
+  // The first selected tile of [first, end), or `end`; the last one, or `first` - 1.
+  [[nodiscard]] i32 firstSelected(i32 first, i32 end) const;
+  [[nodiscard]] i32 lastSelected(i32 first, i32 end) const;
+
   i32 across_ = 0, down_ = 0;
   Rect image_, grid_, tile_;
+  bool anySelected_ = false;
   u32* deselected_ = nullptr;  // one bit a tile
   PagedTable<Tile, 0> tiles_;  // a record each
 };

@@ -85,12 +85,13 @@ TEST(Calls, RefuseMemoryThatIsNoImageAndLeaveItAlone) {
   EXPECT_EQ(memory, before);
 }
 
+void expectRefused(WBX_Handle handle) {
+  EXPECT_EQ(handle, nullptr);
+  EXPECT_EQ(WBX_getLastError(), WBX_ERROR_ARGUMENT);
+  clearLastError();
+}
+
 TEST(Calls, RefuseArgumentsOfAnOpen) {
-  const auto expectRefused = [](WBX_Handle handle) {
-    EXPECT_EQ(handle, nullptr);
-    EXPECT_EQ(WBX_getLastError(), WBX_ERROR_ARGUMENT);
-    clearLastError();
-  };
   const char byte = 0;
   CustomCallbacks callbacks = {};
   expectRefused(WBX_OpenFile(nullptr));
@@ -112,11 +113,6 @@ TEST(Calls, WildMemoryToReadAnImageFromIsAFaultOfTheOpen) {
 TEST(Calls, EasyDecodeRefusesArguments) {
   void* buffer = nullptr;
   uint32_t w, h, c;
-  const auto expectRefused = [](WBX_Handle handle) {
-    EXPECT_EQ(handle, nullptr);
-    EXPECT_EQ(WBX_getLastError(), WBX_ERROR_ARGUMENT);
-    clearLastError();
-  };
   expectRefused(WBX_EasyDecode(nullptr, &buffer, &w, &h, &c, nullptr));
   expectRefused(WBX_EasyDecode("", &buffer, &w, &h, &c, nullptr));
   expectRefused(WBX_EasyDecode("x", nullptr, &w, &h, &c, nullptr));

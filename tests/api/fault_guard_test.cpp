@@ -22,7 +22,7 @@ volatile u32* nowhere() {
 }
 
 #if defined(__clang__) || defined(__GNUC__)
-#define WBX_UNCHECKED __attribute__((no_sanitize("undefined", "address")))
+#define WBX_UNCHECKED __attribute__((no_sanitize("undefined", "address", "thread")))
 #else
 #define WBX_UNCHECKED
 #endif

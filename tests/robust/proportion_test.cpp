@@ -127,17 +127,24 @@ TEST(Proportion, TileGrids) {
   expectInProportion(grid(4096, 4096), WBX_OK);
 }
 
+// None of them looks at each tile.
 TEST(Proportion, TheQueriesOfTheLargestGrid) {
   const Bytes file = parse::codestream({.Xsiz = 4096, .Ysiz = 4096, .XTsiz = 1, .YTsiz = 1});
   const WBX_Handle handle = openBytes(file);
   ASSERT_NE(handle, nullptr);
   const Stopwatch watch;
-  i32 count = 0;
-  EXPECT_EQ(WBX_GetResolutions(handle, &count), WBX_OK);
-  EXPECT_EQ(WBX_SelectTiles(handle, 0, -1, 1), WBX_OK);
-  EXPECT_EQ(WBX_SelectTiles(handle, 1, -1, 0), WBX_OK);
-  EXPECT_EQ(decodeExternal(handle).bytes.size(), 1u);
-  EXPECT_LT(watch.seconds(), kMostSeconds);
+  for (i32 round = 0; round < 20; ++round) {
+    i32 count = 0;
+    u32 width = 0, height = 0;
+    EXPECT_EQ(WBX_SelectTiles(handle, 0, -1, 1), WBX_OK);
+    EXPECT_EQ(WBX_GetResolutions(handle, &count), WBX_OK);
+    EXPECT_EQ(WBX_GetResolutionDimensions(handle, count - 1, &width, &height), WBX_OK);
+    EXPECT_EQ(WBX_SelectTiles(handle, 1, -1, 0), WBX_OK);
+    EXPECT_EQ(WBX_GetResolutionDimensionsByStr(handle, "rl=0", &width, &height), WBX_OK);
+    EXPECT_EQ(width * height, 1u);
+    EXPECT_EQ(decodeExternal(handle).bytes.size(), 1u);
+  }
+  EXPECT_LT(watch.seconds(), 1);
   EXPECT_EQ(WBX_Close(handle), WBX_OK);
 }
 

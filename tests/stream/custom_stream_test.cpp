@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "stream/stream.h"
+#include "stream/values.h"
 
 namespace wbx {
 namespace {
@@ -53,38 +54,30 @@ TEST(CustomStream, LearnsAtOpenWhetherItCanSeek) {
   EXPECT_FALSE(without.seek(0));
 }
 
-TEST(CustomStream, ReadsBigEndianValues) {
-  Source source;
-  CustomStream stream;
-  stream.open(&source, kCallbacks);
-  u8 a = 0;
-  u16 b = 0;
-  u32 c = 0;
-  stream.readU8(&a);
-  stream.readU16(&b);
-  stream.readU32(&c);
-  EXPECT_EQ(a, 1);
-  EXPECT_EQ(b, 0x0203);
-  EXPECT_EQ(c, 0x04050607u);
-  EXPECT_EQ(stream.tell(), 7u);
-  EXPECT_TRUE(stream.isGood());
+class OpenCustomStream : public testing::Test {
+ protected:
+  void SetUp() override { stream_.open(&source_, kCallbacks); }
+
+  Source source_;
+  CustomStream stream_;
+};
+
+TEST_F(OpenCustomStream, ReadsBigEndianValues) {
+  test::expectBigEndianValues(stream_);
 }
 
-TEST(CustomStream, FewerBytesAreTheEndOfTheData) {
-  Source source;
-  CustomStream stream;
-  stream.open(&source, kCallbacks);
-  source.readResult = 3;
+TEST_F(OpenCustomStream, FewerBytesAreTheEndOfTheData) {
+  source_.readResult = 3;
   u32 value = 0;
-  stream.readU32(&value);
-  EXPECT_EQ(stream.tell(), 4u);
-  EXPECT_TRUE(stream.isEof());
-  EXPECT_TRUE(stream.seek(0));
-  EXPECT_FALSE(stream.isGood()) << "stays so";
+  stream_.readU32(&value);
+  EXPECT_EQ(stream_.tell(), 4u);
+  EXPECT_TRUE(stream_.isEof());
+  EXPECT_TRUE(stream_.seek(0));
+  EXPECT_FALSE(stream_.isGood()) << "stays so";
 
   u8 into[10];
-  EXPECT_EQ(stream.readBytes(into, 10), 3);
-  EXPECT_EQ(stream.tell(), 10u);
+  EXPECT_EQ(stream_.readBytes(into, 10), 3);
+  EXPECT_EQ(stream_.tell(), 10u);
 }
 
 TEST(CustomStream, AnErrorEndsTheDataButForSingleBytes) {
@@ -106,22 +99,16 @@ TEST(CustomStream, AnErrorEndsTheDataButForSingleBytes) {
       eofAfter(-1, [&](CustomStream& stream) { EXPECT_EQ(stream.readBytes(&byte, 1), -1); }));
 }
 
-TEST(CustomStream, NotesThePositionOfAFailedSeekToo) {
-  Source source;
-  CustomStream stream;
-  stream.open(&source, kCallbacks);
-  source.seekResult = 1;
-  EXPECT_FALSE(stream.seek(42));
-  EXPECT_EQ(stream.tell(), 42u);
+TEST_F(OpenCustomStream, NotesThePositionOfAFailedSeekToo) {
+  source_.seekResult = 1;
+  EXPECT_FALSE(stream_.seek(42));
+  EXPECT_EQ(stream_.tell(), 42u);
 }
 
-TEST(CustomStream, WritesNothing) {
-  Source source;
-  CustomStream stream;
-  stream.open(&source, kCallbacks);
-  stream.writeU32(1);
-  EXPECT_EQ(stream.writeBytes("x", 1), 0);
-  EXPECT_EQ(stream.tell(), 0u);
+TEST_F(OpenCustomStream, WritesNothing) {
+  stream_.writeU32(1);
+  EXPECT_EQ(stream_.writeBytes("x", 1), 0);
+  EXPECT_EQ(stream_.tell(), 0u);
 }
 
 TEST(CustomStream, ClosesItsSourceOnce) {

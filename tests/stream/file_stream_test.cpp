@@ -4,6 +4,7 @@
 #include <string>
 
 #include "stream/stream.h"
+#include "stream/values.h"
 
 namespace wbx {
 namespace {
@@ -35,14 +36,7 @@ class FileStreamTest : public ::testing::Test {
 };
 
 TEST_F(FileStreamTest, ReadsBigEndianValues) {
-  u16 b = 0;
-  u32 c = 0;
-  EXPECT_EQ(readByte(), 1);
-  stream_.readU16(&b);
-  stream_.readU32(&c);
-  EXPECT_EQ(b, 0x0203);
-  EXPECT_EQ(c, 0x04050607u);
-  EXPECT_EQ(stream_.tell(), 7u);
+  test::expectBigEndianValues(stream_);
   EXPECT_EQ(stream_.type(), 2);
 }
 

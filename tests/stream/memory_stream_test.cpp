@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "stream/stream.h"
+#include "stream/values.h"
 
 namespace wbx {
 namespace {
@@ -22,17 +23,7 @@ TEST(MemoryStream, IsEmptyUntilItIsOpened) {
 TEST(MemoryStream, ReadsBigEndianValues) {
   MemoryStream stream;
   stream.open(kBytes, 10);
-  u8 a = 0;
-  u16 b = 0;
-  u32 c = 0;
-  stream.readU8(&a);
-  stream.readU16(&b);
-  stream.readU32(&c);
-  EXPECT_EQ(a, 1);
-  EXPECT_EQ(b, 0x0203);
-  EXPECT_EQ(c, 0x04050607u);
-  EXPECT_EQ(stream.tell(), 7u);
-  EXPECT_TRUE(stream.isGood());
+  test::expectBigEndianValues(stream);
   EXPECT_TRUE(stream.isSeekable());
   EXPECT_EQ(stream.type(), 4);
 }

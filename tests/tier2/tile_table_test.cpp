@@ -1,6 +1,8 @@
 #include "tier2/tile_table.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
+#include <vector>
 
 namespace wbx {
 namespace {
@@ -64,17 +66,58 @@ TEST(TileTable, MakesATileOnDemandAndOnce) {
   EXPECT_EQ(table.find(4243), nullptr);
 }
 
-TEST(TileTable, SelectsTilesOneByOne) {
+TEST(TileTable, FindsTheRecordsOfAHugeGrid) {
   Arena arena(1000);
   TileTable table;
-  table.layOut(header({0, 0, 100, 1}, 0, 0, 1, 1));
+  table.layOut(header({0, 0, 4096, 4096}, 0, 0, 1, 1));
   ASSERT_EQ(table.create(arena), 0);
-  for (i32 i = 0; i < 100; ++i) EXPECT_TRUE(table.isSelected(i));
-  table.setSelected(63, false);
-  table.setSelected(64, false);
-  table.setSelected(64, true);
-  table.setSelected(65, true);
-  for (i32 i = 0; i < 100; ++i) EXPECT_EQ(table.isSelected(i), i != 63);
+  EXPECT_EQ(table.nextRecord(0), 4096 * 4096);
+  std::vector<i32> met, made = {0, 1, 31, 32, 1023, 1024, 65534};
+  for (const i32 i : {1024, 31, 65534, 0, 32, 1, 1023}) ASSERT_NE(table.obtain(i, arena), nullptr);
+  for (i32 i = table.nextRecord(0); i < table.total(); i = table.nextRecord(i + 1))
+    met.push_back(i);
+  EXPECT_EQ(met, made);
+}
+
+// Against the plain way: tile by tile.
+TEST(TileTable, SelectsRangesOfTiles) {
+  struct Change {
+    i32 first, last;
+    bool state;
+  };
+  for (const i32 across : {1, 7, 32, 33, 100}) {
+    Arena arena(1000);
+    TileTable table;
+    const u16 width = static_cast<u16>(10 * across);
+    table.layOut(header({5, 3, width, 100}, 0, 0, 10, 10));
+    ASSERT_EQ(table.create(arena), 0);
+    const i32 total = 10 * across;
+    std::vector<bool> expected(static_cast<size_t>(total), true);
+    EXPECT_TRUE(table.anySelected());
+    for (const auto& [first, last, state] :
+         {Change{0, 0, false}, Change{total - 1, total - 1, false}, Change{3, total - 4, false},
+          Change{0, total - 1, false}, Change{total / 2, total / 2, true}, Change{9, 9, true},
+          Change{across - 1, across - 1, true}, Change{0, total - 1, false},
+          Change{total - 2, total - 1, true}, Change{0, total - 1, true}}) {
+      SCOPED_TRACE(testing::Message() << across << " across, from " << first << " to " << last);
+      table.select(first, last, state);
+      std::fill(expected.begin() + first, expected.begin() + last + 1, state);
+      Rect bounds = {0xFFFF, 0xFFFF, 0, 0};
+      bool any = false;
+      for (i32 i = 0; i < total; ++i) {
+        EXPECT_EQ(table.isSelected(i), expected[static_cast<size_t>(i)]) << i;
+        if (!table.isSelected(i)) continue;
+        const Rect rect = table.rect(i);
+        bounds = {std::min(bounds.x0, rect.x0), std::min(bounds.y0, rect.y0),
+                  std::max(bounds.x1, rect.x1), std::max(bounds.y1, rect.y1)};
+        any = true;
+      }
+      ASSERT_EQ(table.anySelected(), any);
+      if (any) {
+        EXPECT_EQ(table.selectedBounds(), bounds);
+      }
+    }
+  }
 }
 
 }  // namespace

@@ -1,0 +1,268 @@
+#include "tier1/group_decoder.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+#include "wbx.h"
+
+#include "api/memory.h"
+
+namespace wbx {
+namespace {
+
+constexpr u32 kMaxBytes = 1u << 16;  // of one block; a natural block of 4096 samples has a tenth
+constexpr u32 kPadding = 16;         // zeros behind the bits, and the rest of a last byte
+
+constexpr i32 kColumns = group_layout::kColumns;
+constexpr i32 kRows = group_layout::kRows;
+
+// The arrays of facts in front of `ones`.
+enum FactArray { kReal, kSignificant, kNegative, kVisited, kRefined, kFactArrays };
+
+u64 bigEndian(const u8* bytes) {
+  u64 value;
+  std::memcpy(&value, bytes, sizeof value);
+  return std::endian::native == std::endian::little ? __builtin_bswap64(value) : value;
+}
+
+// Writes bits one after the other, highest first.
+class BitSink {
+ public:
+  explicit BitSink(u8* to) : first_(to), to_(to) {}
+
+  [[nodiscard]] u64 count() const { return static_cast<u64>(to_ - first_) * 8 + held_; }
+  void put(u32 value, u32 bits) {
+    hold_ = (hold_ << bits) | value;
+    held_ += bits;
+    if (held_ >= 8) {
+      held_ -= 8;
+      *to_++ = static_cast<u8>(hold_ >> held_);
+    }
+  }
+  void putEightBytes(u64 bytes) {
+    u64 out = bytes;
+    if (held_ != 0) out = (hold_ << (64 - held_)) | (bytes >> held_);
+    if constexpr (std::endian::native == std::endian::little) out = __builtin_bswap64(out);
+    std::memcpy(to_, &out, sizeof out);
+    to_ += sizeof out;
+    hold_ = bytes;
+  }
+  // Ends the last byte with zeros; gives where it stands.
+  u8* finish() {
+    if (held_ != 0) *to_++ = static_cast<u8>(hold_ << (8 - held_));
+    return to_;
+  }
+
+ private:
+  u8* first_;
+  u8* to_;
+  u64 hold_ = 0;  // its low `held_` bits, at most 7, are not written yet
+  u32 held_ = 0;
+};
+
+}  // namespace
+
+GroupDecoder::~GroupDecoder() {
+  freeMemory(allocation_);
+}
+
+void GroupDecoder::setBand(i32 place, const BlockDecoder::Band& band, u8 orientation) {
+  bands_[place] = {band, &groupZeroCoding(orientation)};
+}
+
+bool GroupDecoder::take(i32 place, const CodeBlock& block, const Rect& rect) {
+  const BlockDecoder::Band& band = bands_[place].band;
+  if (passes_ == nullptr || isFull() || band.roiShift != 0 ||
+      (band.style & (kStyleTermall | kStyleReset | kStyleSegsym)) != 0) {
+    return false;
+  }
+  i64 passes = 0, bytes = 0;
+  for (const DataChunk* chunk = block.chunks; chunk; chunk = chunk->next()) {
+    if (chunk->endsSegment()) return false;
+    passes += chunk->passes();
+    bytes += chunk->length();
+  }
+  const i32 firstPlane = band.magnitudeBits - 1 - block.zeroPlanes;
+  const bool regular = block.zeroPlanes >= 0 && block.firstPass == 3 * block.zeroPlanes;
+  if (!regular || passes == 0 || bytes > kMaxBytes || firstPlane < 0 || firstPlane > 30) {
+    return false;
+  }
+  // Passes below plane 0 are dropped.
+  const i64 most = i64{3} * firstPlane + 1;
+  blocks_[count_++] = {&block,     rect,
+                       place,      static_cast<i32>(std::min(passes, most)),
+                       firstPlane, static_cast<u32>(bytes)};
+  return true;
+}
+
+void GroupDecoder::sort() {
+  std::stable_sort(blocks_, blocks_ + count_, [](const Block& a, const Block& b) {
+    return a.passes != b.passes ? a.passes < b.passes : a.bytes < b.bytes;
+  });
+}
+
+bool GroupDecoder::ensure(i64 bytes) {
+  if (bytes <= size_) return true;
+  freeMemory(allocation_);
+  size_ = 0;
+  constexpr size_t alignment = 64;
+  allocation_ = allocateMemory(static_cast<size_t>(bytes) + alignment, false);
+  if (allocation_ == nullptr) return false;
+  const auto address = reinterpret_cast<uintptr_t>(allocation_);
+  memory_ = reinterpret_cast<GroupWord*>((address + alignment - 1) & ~(alignment - 1));
+  size_ = bytes;
+  return true;
+}
+
+// Puts the arrays of a group into the memory, clear where the passes expect it.
+bool GroupDecoder::layOut(const Block* blocks, i32 count) {
+  i32 width = 0, height = 0, planes = 0;
+  i64 bytes = 0;
+  for (i32 i = 0; i < count; ++i) {
+    width = std::max<i32>(width, blocks[i].rect.width());
+    height = std::max<i32>(height, blocks[i].rect.height());
+    planes = std::max(planes, (blocks[i].passes + 1) / 3 + 1);
+    bytes += blocks[i].bytes + kPadding;
+  }
+  bytes = (bytes + 2 * kPadding + 63) & ~i64{63};
+  state_.wordsAcross = (width + kColumns - 1) / kColumns;
+  state_.wordPitch = state_.wordsAcross + 1;
+  state_.stripes = (height + kRows - 1) / kRows;
+  arrayWords_ = i64{state_.wordPitch} * (state_.stripes + 2) + 1;
+
+  const i64 factBytes = arrayWords_ * (kFactArrays + planes) * i64{sizeof(GroupWord)};
+  // At most every second byte borrows, and each list has an end.
+  const i64 borrowBytes = (bytes / 2 + kMembers) * i64{sizeof(u64)};
+  const i64 quadBytes = i64{stripePitch()} * state_.stripes * i64{sizeof(u32)};
+  if (!ensure(factBytes + quadBytes + borrowBytes + bytes)) return false;
+
+  state_.real = words(kReal);
+  state_.significant = words(kSignificant);
+  state_.negative = words(kNegative);
+  state_.visited = words(kVisited);
+  state_.refined = words(kRefined);
+  ones_ = words(kFactArrays);
+  quads_ = reinterpret_cast<u32*>(words(kFactArrays + planes));
+  borrows_ = reinterpret_cast<u64*>(quads_ + i64{stripePitch()} * state_.stripes);
+  bits_ = reinterpret_cast<u8*>(borrows_) + borrowBytes;
+  std::fill_n(memory_, arrayWords_ * (kFactArrays + 1),
+              GroupWord{});  // the first plane of ones too
+  return true;
+}
+
+void GroupDecoder::markRealSamples(const Block* blocks, i32 count) {
+  for (i32 member = 0; member < count; ++member) {
+    const i32 width = blocks[member].rect.width(), height = blocks[member].rect.height();
+    for (i32 y = 0; y < height; y += kRows) {
+      const i32 rows = std::min(height - y, kRows);
+      const u64 columns = group_layout::inAllColumns(0xF & (0xF << (kRows - rows)));
+      GroupWord* word = state_.real + (y / kRows + 1) * state_.wordPitch + 1;
+      for (i32 x = 0; x < width; x += kColumns, ++word) {
+        word->member[member] = columns & group_layout::firstColumns(std::min(width - x, kColumns));
+      }
+    }
+  }
+}
+
+// Reads a block's bytes into one string of complemented bits (see MqSource), and notes where one
+// borrows. False when a chunk could not be fetched for want of memory.
+bool GroupDecoder::unstuff(const Block& block, i32 member, Stream& stream) {
+  state_.bits.member[member] = reinterpret_cast<uintptr_t>(bits_);
+  state_.borrowList.member[member] = reinterpret_cast<uintptr_t>(borrows_);
+  BitSink sink(bits_);
+  u8 previous = 0;
+  segment_.attach(block.source->chunks, stream);
+  while (segment_.hasByte()) {
+    const u8* byte = segment_.cursor();
+    const u8* const end = byte + segment_.left();
+    while (byte < end) {
+      if (previous != 0xFF && end - byte >= 8) {
+        const u64 flipped = ~bigEndian(byte);
+        // A zero byte in the complement is a 0xFF.
+        if (((flipped - 0x0101010101010101) & ~flipped & 0x8080808080808080) == 0) {
+          sink.putEightBytes(flipped);
+          byte += 8;
+          previous = 0;
+          continue;
+        }
+      }
+      const u32 next = *byte++;
+      if (previous != 0xFF) {
+        sink.put(0xFF - next, 8);
+      } else if (next > 0x8F) {  // a marker: it brings nothing
+        sink.put(0, 8);
+      } else {
+        if (next > 0x7F) *borrows_++ = sink.count();
+        sink.put(~next & 0x7F, 7);
+      }
+      previous = static_cast<u8>(next);
+    }
+    segment_.advance(segment_.left());
+  }
+  u8* const end = sink.finish();
+  state_.length.member[member] = static_cast<u64>(end - bits_);
+  *borrows_++ = ~u64{0};
+  std::memset(end, 0, kPadding);
+  bits_ = end + kPadding;
+  return !segment_.outOfMemory();
+}
+
+i32 GroupDecoder::decodeGroup(const Block* blocks, i32 count, Stream& stream) {
+  if (!layOut(blocks, count)) return WBX_ERROR_MEMORY;
+  markRealSamples(blocks, count);
+  i32 passes = 0;
+  for (i32 member = 0; member < count; ++member) {
+    if (!unstuff(blocks[member], member, stream)) return WBX_ERROR_MEMORY;
+    passes = std::max(passes, blocks[member].passes);
+  }
+  for (i32 member = count; member < kMembers; ++member) {  // idle, on the zeros behind the last one
+    state_.bits.member[member] = reinterpret_cast<uintptr_t>(bits_ - kPadding);
+    state_.length.member[member] = 0;
+    state_.borrowList.member[member] = reinterpret_cast<uintptr_t>(borrows_ - 1);
+  }
+  for (i32 member = 0; member < kMembers; ++member) {
+    state_.fed.member[member] = 0;
+    std::memcpy(&state_.borrowAt.member[member],
+                reinterpret_cast<const u64*>(state_.borrowList.member[member]), sizeof(u64));
+    state_.zeroCoding.member[member] = 4;      // T.800 table D.7: state 4 for label 0,
+    state_.runLength.member[member] = 3 << 8;  // 3 for the run length
+    state_.sign.member[member] = 0;
+    state_.refinement.member[member] = 0;
+    const GroupZeroCoding& coding = *bands_[blocks[std::min(member, count - 1)].place].zeroCoding;
+    state_.zeroCodingShifts.member[member] = coding.taps.shifts();
+    state_.zeroCodingWeights.member[member] = coding.taps.weights();
+    state_.zeroCodingBase.member[member] = coding.base;
+  }
+  passes_->start(state_);
+  for (i32 pass = 0; pass < passes; ++pass) {
+    u32 members = 0;
+    for (i32 member = 0; member < count; ++member)
+      members |= (pass < blocks[member].passes ? 1u : 0u) << member;
+    state_.ones = ones_ + (pass + 2) / 3 * arrayWords_;
+    switch (pass % 3) {
+      case 0:
+        passes_->cleanup(state_, members);
+        break;
+      case 1:
+        passes_->significance(state_, members);
+        break;
+      default:
+        passes_->refinement(state_, members);
+        break;
+    }
+  }
+  return WBX_OK;
+}
+
+i32 GroupDecoder::stripePitch() const {
+  return state_.wordsAcross * kColumns * kRows;
+}
+
+const u32* GroupDecoder::collect(const Block& block, i32 member) {
+  const i32 planes = block.firstPlane - block.lastPlane() + 1;
+  passes_->collect(state_, member, ones_, planes, block.firstPlane, quads_);
+  return quads_;
+}
+
+}  // namespace wbx
