@@ -232,7 +232,7 @@ i32 GroupDecoder::decodeGroup(const Block* blocks, i32 count, Stream& stream) {
     const GroupZeroCoding& coding = *bands_[blocks[std::min(member, count - 1)].band].zeroCoding;
     state_.zeroCodingShifts.member[member] = coding.taps.shifts();
     state_.zeroCodingWeights.member[member] = coding.taps.weights();
-    state_.zeroCodingBase.member[member] = coding.base;
+    state_.zeroCodingMinuends.member[member] = coding.minuends();
   }
   passes_->start(state_);
   for (i32 pass = 0; pass < passes; ++pass) {
