@@ -190,7 +190,7 @@ void compareGroup(BlockDecoder& decoder, GroupDecoder& group, std::vector<Case> 
   std::vector<bool> taken;
   for (size_t i = 0; i < cases.size(); ++i) {
     Case& c = cases[i];
-    const size_t place = i % GroupDecoder::kMaxBands;
+    const size_t place = i % 3;
     c.block.orientation = cases[place].block.orientation;
     c.block.magnitudeBits = cases[place].block.magnitudeBits;
     c.block.roiShift = 0;

@@ -12,34 +12,38 @@ namespace avx2 {
 extern const Kernels kSet;
 }
 #endif
+#ifdef WBX_HAVE_AVX512
+namespace avx512 {
+extern const Kernels kSet;
+}
+#endif
 
 namespace {
 
+#ifdef WBX_HAVE_AVX512
+bool hasAvx512() {
+  return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+         __builtin_cpu_supports("avx512cd") && __builtin_cpu_supports("avx512dq") &&
+         __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi") &&
+         __builtin_cpu_supports("bmi2");
+}
+#endif
+
 struct Sets {
-  const Kernels* entry[4] = {&baseline::kSet, nullptr, nullptr, nullptr};
-  const Kernels* best = &baseline::kSet;
-  Kernels withGroups = {};  // the loops of AVX2, and the passes of AVX-512
+  const Kernels* entry[4] = {};  // ends with null
+  i32 count = 0;
 
   Sets() {
+    add(baseline::kSet);
 #ifdef WBX_HAVE_AVX2
-    if (__builtin_cpu_supports("avx2")) {
-      entry[1] = &avx2::kSet;
-      best = entry[1];
-    }
+    if (__builtin_cpu_supports("avx2")) add(avx2::kSet);
 #endif
 #ifdef WBX_HAVE_AVX512
-    const bool group = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-                       __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512cd") &&
-                       __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("bmi2");
-    if (group && entry[1] != nullptr) {
-      withGroups = *entry[1];
-      withGroups.name = "avx512";
-      withGroups.groupPasses = &avx512::kGroupPasses;
-      entry[2] = &withGroups;
-      best = entry[2];
-    }
+    if (hasAvx512()) add(avx512::kSet);
 #endif
   }
+  void add(const Kernels& set) { entry[count++] = &set; }
+  [[nodiscard]] const Kernels& best() const { return *entry[count - 1]; }
 };
 
 const Sets& sets() {
@@ -53,7 +57,7 @@ std::atomic<const Kernels*> forced{nullptr};
 
 const Kernels& kernels() {
   const Kernels* set = forced.load(std::memory_order_relaxed);
-  return set ? *set : *sets().best;
+  return set ? *set : sets().best();
 }
 
 const Kernels* const* availableKernels() {

@@ -1,8 +1,12 @@
 // The loops behind kernels.h. Included by one source file for each instruction set, which names
-// its own namespace, WBX_KERNEL_SET. No inline function from outside may be called here: the
+// its own namespace, WBX_KERNEL_SET, and the passes that come with it, if any. No inline function from outside may be called here: the
 // linker would be free to keep the copy that the wrong processor cannot run.
 
 #include "engine/kernels.h"
+
+#ifndef WBX_KERNEL_GROUP_PASSES
+#define WBX_KERNEL_GROUP_PASSES nullptr
+#endif
 
 namespace wbx::WBX_KERNEL_SET {
 namespace {
@@ -487,7 +491,7 @@ const Kernels kSet = {
     parkInWords,
     unparkWords,
     joinWords,
-    nullptr,
+    WBX_KERNEL_GROUP_PASSES,
 };
 
 }  // namespace wbx::WBX_KERNEL_SET

@@ -46,7 +46,10 @@ class TileEngine {
   [[nodiscard]] SubbandTarget<K> subbandTarget(const Tile& tile, i32 component, i32 resolution,
                                                i32 place);
   template <class K>
-  [[nodiscard]] i32 decodeResolution(const Tile& tile, i32 component, i32 resolution);
+  [[nodiscard]] i32 decodeBlocks(const Tile& tile, i32 component, i32 last);
+  template <class K, class Decode>
+  [[nodiscard]] i32 decodeSubband(const Resolution& resolution, const Subband& subband,
+                                  const SubbandTarget<K>& target, const Decode& decode);
   template <class K>
   [[nodiscard]] i32 decodeBlock(const CodeBlock& block, const Rect& rect, Stream& stream,
                                 const SubbandTarget<K>& target);

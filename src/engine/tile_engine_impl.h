@@ -12,6 +12,12 @@
 
 namespace wbx {
 
+// The number of a subband in the table of steps, where a resolution or subband with nothing in it
+// still takes its places.
+constexpr i32 bandNumber(i32 resolution, i32 place) {
+  return resolution == 0 ? 0 : 3 * (resolution - 1) + 1 + place;
+}
+
 // Rows of a level below the last one stay in the plane, in their own place.
 template <class Traits>
 template <class K>
@@ -69,21 +75,19 @@ i32 TileEngine<Traits>::decodeComponent(const Tile& tile, i32 index) {
   if (grew && Traits::kLogsPlane) logger.writeStamped("Wavelet: allocated(%p)", plane_.address());
   plane_.layOut(component, last);
 
+  const bool upscales = context.options->video == 1 && last > 0;
+  const i32 code = decodeBlocks<K>(tile, index, upscales ? last - 1 : last);
+  if (code != WBX_OK) return code;
+
   const Workspace<Lane> space = plane_.template workspace<Lane>();
-  for (i32 r = 0; r <= last; ++r) {
-    const Resolution& resolution = component.resolutions[r];
-    if (context.options->video == 1 && r == last && r > 0) {
-      writeUpscaledRows<K>(index, resolution, r);
-      break;
-    }
-    const i32 code = decodeResolution<K>(tile, index, r);
-    if (code != WBX_OK) return code;
-    if (r == 0) continue;
+  const auto stop = [this] { return cancelled(); };
+  for (i32 r = 1; r <= last; ++r) {
     const Level<Lane> level = plane_.template level<Lane>(r);
-    const auto stop = [this] { return cancelled(); };
     if (r < last) {
       PlaneSink<K> sink{level};
       synthesise<K>(level, space, sink, stop);
+    } else if (upscales) {
+      writeUpscaledRows<K>(index, component.resolutions[r], r);
     } else {
       WriterSink<K> sink{*this, index, level.width, level.height};
       synthesise<K>(level, space, sink, stop);
@@ -120,9 +124,7 @@ auto TileEngine<Traits>::subbandTarget(const Tile& tile, i32 component, i32 r, i
   const ComponentCoding& coding = tile.style.component[component];
   const Subband& subband = tileComponent.resolutions[r].subbands[place];
 
-  // A resolution or subband with nothing in it still takes its places in the table of steps.
-  const i32 step = r == 0 ? 0 : 3 * (r - 1) + 1 + place;
-  const u16 entry = coding.quantization.stepSize[static_cast<size_t>(step)];
+  const u16 entry = coding.quantization.stepSize[static_cast<size_t>(bandNumber(r, place))];
   BlockDecoder::Band band;
   band.zeroCodingTable = subband.orientation == 1   ? &kZeroCodingHL
                          : subband.orientation == 3 ? &kZeroCodingHH
@@ -143,56 +145,74 @@ auto TileEngine<Traits>::subbandTarget(const Tile& tile, i32 component, i32 r, i
   return {band, {tileComponent.precision, entry}, at};
 }
 
+// All blocks of the resolutions up to `last`, into the plane.
 template <class Traits>
 template <class K>
-i32 TileEngine<Traits>::decodeResolution(const Tile& tile, i32 component, i32 r) {
-  const Resolution& resolution = tile.components[component].resolutions[r];
+i32 TileEngine<Traits>::decodeBlocks(const Tile& tile, i32 component, i32 last) {
   GroupDecoder& group = *context.groupDecoder;
+  group.clear();
+  group.setPasses(kernels().groupPasses);
   std::optional<SubbandTarget<K>> targets[GroupDecoder::kMaxBands];
   const auto decodeCollected = [&] {
     return group.decodeAll(
         *context.blockDecoder, *tile.stream,
-        [&](i32 place, const Rect& rect, const u32* quads, i32 stripePitch, i32 lastPlane) {
-          targets[place]->transfer(rect, quads, stripePitch, lastPlane);
+        [&](i32 band, const Rect& rect, const u32* quads, i32 stripePitch, i32 lastPlane) {
+          targets[band]->transfer(rect, quads, stripePitch, lastPlane);
         });
   };
+  const auto decode = [&](i32 band, const CodeBlock& block, const Rect& rect) {
+    if (!group.take(band, block, rect))
+      return decodeBlock(block, rect, *tile.stream, *targets[band]);
+    return group.isFull() ? decodeCollected() : i32{WBX_OK};
+  };
 
-  group.clear();
-  group.setPasses(kernels().groupPasses);
-  for (i32 place = 0; place < resolution.subbandCount; ++place) {
-    const Subband& subband = resolution.subbands[place];
-    if (!Resolution::hasPrecincts(subband)) continue;
-    const SubbandTarget<K>& target =
-        targets[place].emplace(subbandTarget<K>(tile, component, r, place));
-    group.setBand(place, target.band, subband.orientation);
-    for (u32 p = 0; p < resolution.precinctCount(); ++p) {
+  for (i32 r = 0; r <= last; ++r) {
+    const Resolution& resolution = tile.components[component].resolutions[r];
+    for (i32 place = 0; place < resolution.subbandCount; ++place) {
+      const Subband& subband = resolution.subbands[place];
+      if (!Resolution::hasPrecincts(subband)) continue;
+      const i32 band = bandNumber(r, place);
+      targets[band].emplace(subbandTarget<K>(tile, component, r, place));
+      group.setBand(band, targets[band]->band, subband.orientation);
+      const i32 code = decodeSubband(
+          resolution, subband, *targets[band],
+          [&](const CodeBlock& block, const Rect& rect) { return decode(band, block, rect); });
+      if (code != WBX_OK) return code;
       if (cancelled()) return WBX_OK;
-      const BlockGrid grid = subband.precinctGrid(p);
-      if (grid.area.empty()) continue;
-      const Precinct* precinct = subband.precincts.find(p);
-      if (precinct == nullptr) {
-        target.clear(grid.area);
-        continue;
-      }
-      for (u32 j = 0; j < grid.high; ++j) {
-        for (u32 i = 0; i < grid.wide; ++i) {
-          const Rect rect = grid.blockRect(i, j);
-          if (rect.empty()) continue;
-          const CodeBlock* block = precinct->block(i, j);
-          i32 code = WBX_OK;
-          if (block == nullptr || block->passCount == 0) {
-            target.clear(rect);
-          } else if (!group.take(place, *block, rect)) {
-            code = decodeBlock(*block, rect, *tile.stream, target);
-          } else if (group.isFull()) {
-            code = decodeCollected();
-          }
-          if (code != WBX_OK) return code;
-        }
-      }
     }
   }
   return decodeCollected();
+}
+
+// Hands the blocks of a subband to `decode`, and clears the places of those that never came.
+template <class Traits>
+template <class K, class Decode>
+i32 TileEngine<Traits>::decodeSubband(const Resolution& resolution, const Subband& subband,
+                                      const SubbandTarget<K>& target, const Decode& decode) {
+  for (u32 p = 0; p < resolution.precinctCount(); ++p) {
+    if (cancelled()) break;
+    const BlockGrid grid = subband.precinctGrid(p);
+    if (grid.area.empty()) continue;
+    const Precinct* precinct = subband.precincts.find(p);
+    if (precinct == nullptr) {
+      target.clear(grid.area);
+      continue;
+    }
+    for (u32 j = 0; j < grid.high; ++j) {
+      for (u32 i = 0; i < grid.wide; ++i) {
+        const Rect rect = grid.blockRect(i, j);
+        if (rect.empty()) continue;
+        const CodeBlock* block = precinct->block(i, j);
+        if (block == nullptr || block->passCount == 0) {
+          target.clear(rect);
+          continue;
+        }
+        const i32 code = decode(*block, rect);
+        if (code != WBX_OK) return code;
+      }
+    }
+  }
+  return WBX_OK;
 }
 
 template <class Traits>

@@ -67,12 +67,12 @@ GroupDecoder::~GroupDecoder() {
   freeMemory(allocation_);
 }
 
-void GroupDecoder::setBand(i32 place, const BlockDecoder::Band& band, u8 orientation) {
-  bands_[place] = {band, &groupZeroCoding(orientation)};
+void GroupDecoder::setBand(i32 number, const BlockDecoder::Band& band, u8 orientation) {
+  bands_[number] = {band, &groupZeroCoding(orientation)};
 }
 
-bool GroupDecoder::take(i32 place, const CodeBlock& block, const Rect& rect) {
-  const BlockDecoder::Band& band = bands_[place].band;
+bool GroupDecoder::take(i32 number, const CodeBlock& block, const Rect& rect) {
+  const BlockDecoder::Band& band = bands_[number].band;
   if (passes_ == nullptr || isFull() || band.roiShift != 0 ||
       (band.style & (kStyleTermall | kStyleReset | kStyleSegsym)) != 0) {
     return false;
@@ -91,7 +91,7 @@ bool GroupDecoder::take(i32 place, const CodeBlock& block, const Rect& rect) {
   // Passes below plane 0 are dropped.
   const i64 most = i64{3} * firstPlane + 1;
   blocks_[count_++] = {&block,     rect,
-                       place,      static_cast<i32>(std::min(passes, most)),
+                       number,     static_cast<i32>(std::min(passes, most)),
                        firstPlane, static_cast<u32>(bytes)};
   return true;
 }
@@ -229,10 +229,10 @@ i32 GroupDecoder::decodeGroup(const Block* blocks, i32 count, Stream& stream) {
     state_.runLength.member[member] = 3 << 8;  // 3 for the run length
     state_.sign.member[member] = 0;
     state_.refinement.member[member] = 0;
-    const GroupZeroCoding& coding = *bands_[blocks[std::min(member, count - 1)].place].zeroCoding;
+    const GroupZeroCoding& coding = *bands_[blocks[std::min(member, count - 1)].band].zeroCoding;
     state_.zeroCodingShifts.member[member] = coding.taps.shifts();
     state_.zeroCodingWeights.member[member] = coding.taps.weights();
-    state_.zeroCodingBase.member[member] = coding.base;
+    state_.zeroCodingMinuends.member[member] = coding.minuends();
   }
   passes_->start(state_);
   for (i32 pass = 0; pass < passes; ++pass) {

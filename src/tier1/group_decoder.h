@@ -2,6 +2,7 @@
 #pragma once
 
 #include "api/types.h"
+#include "parse/coding_style.h"
 #include "stream/stream.h"
 #include "tier1/block_decoder.h"
 #include "tier1/group_passes.h"
@@ -10,14 +11,14 @@
 
 namespace wbx {
 
-// Collects code blocks of the subbands of one resolution, and decodes them in groups. The blocks of
-// a group, its members, run through their passes in step, each in its element of the vector
+// Collects code blocks of the subbands of a tile-component, and decodes them in groups. The blocks
+// of a group, its members, run through their passes in step, each in its element of the vector
 // registers, so a group is put together from blocks of about the same number of passes and bytes.
 // It takes blocks with the default style and without a region of interest, which is nearly every
 // block there is; BlockDecoder takes all others.
 class GroupDecoder {
  public:
-  static constexpr i32 kMaxBands = 3;
+  static constexpr i32 kMaxBands = 3 * kMaxResolutions - 2;
   static constexpr i32 kCapacity = 32;
   static constexpr i32 kMembers = GroupWord::kMembers;
   // Fewer blocks than this are done sooner one by one.
@@ -30,16 +31,16 @@ class GroupDecoder {
 
   // The passes to use; null when the processor has none.
   void setPasses(const GroupPasses* passes) { passes_ = passes; }
-  // Describes one of the subbands, by its place in its resolution.
-  void setBand(i32 place, const BlockDecoder::Band& band, u8 orientation);
+  // Describes one of the subbands, by a number of its own.
+  void setBand(i32 number, const BlockDecoder::Band& band, u8 orientation);
 
   // Takes a block of the subband into the collection, unless it is one for BlockDecoder.
-  [[nodiscard]] bool take(i32 place, const CodeBlock& block, const Rect& rect);
+  [[nodiscard]] bool take(i32 number, const CodeBlock& block, const Rect& rect);
   [[nodiscard]] bool isFull() const { return count_ == kCapacity; }
   void clear() { count_ = 0; }
 
   // Decodes all blocks taken, those of too small a group with `single`, and hands each result to
-  // sink(place, rect, quads, stripePitch, lastPlane), the last three as BlockDecoder gives them;
+  // sink(band, rect, quads, stripePitch, lastPlane), the last three as BlockDecoder gives them;
   // the quads stay for the length of the call. Returns 0, or 2 when memory runs out.
   template <class Sink>
   [[nodiscard]] i32 decodeAll(BlockDecoder& single, Stream& stream, Sink sink);
@@ -48,7 +49,7 @@ class GroupDecoder {
   struct Block {
     const CodeBlock* source = nullptr;
     Rect rect;
-    i32 place = 0;  // of its subband
+    i32 band = 0;
     i32 passes = 0;
     i32 firstPlane = 0;
     u32 bytes = 0;
@@ -106,14 +107,14 @@ i32 GroupDecoder::decodeAll(BlockDecoder& single, Stream& stream, Sink sink) {
     for (i32 i = 0; i < size; ++i) {
       const Block& block = blocks[i];
       if (together) {
-        sink(block.place, block.rect, collect(block, i), stripePitch(), block.lastPlane());
+        sink(block.band, block.rect, collect(block, i), stripePitch(), block.lastPlane());
         continue;
       }
-      single.setBand(bands_[block.place].band);
+      single.setBand(bands_[block.band].band);
       single.prepare(block.rect.width(), block.rect.height());
       const i32 code = single.decode(*block.source, stream);
       if (code != 0) return code;
-      sink(block.place, block.rect, single.quad(0, 0), single.stripePitch(), single.lastPlane());
+      sink(block.band, block.rect, single.quad(0, 0), single.stripePitch(), single.lastPlane());
     }
   }
   return 0;

@@ -21,10 +21,11 @@ constexpr GroupZeroCoding makeCoding(int vertical, int horizontal, u8 base) {
           base};
 }
 
-constexpr u8 kBaseHH = 88;  // behind the largest sum of the others, 4 + 2 * 8 + 2 * 32
+constexpr u8 kBaseLL = 4 + 2 * 8 + 2 * 32;       // the largest sum
+constexpr u8 kBaseHH = kBaseLL + 1 + 4 + 4 * 8;  // the same behind it
 
-constexpr GroupZeroCoding kCodingLL = makeCoding(8, 32, 0);
-constexpr GroupZeroCoding kCodingHL = makeCoding(32, 8, 0);
+constexpr GroupZeroCoding kCodingLL = makeCoding(8, 32, kBaseLL);
+constexpr GroupZeroCoding kCodingHL = makeCoding(32, 8, kBaseLL);
 constexpr GroupZeroCoding kCodingHH = makeCoding(8, 8, kBaseHH);
 
 constexpr u8 placeOf(int label) {
@@ -36,8 +37,8 @@ constexpr GroupTable makeTable() {
   for (int d = 0; d <= 4; ++d) {
     for (int v = 0; v <= 2; ++v) {
       for (int h = 0; h <= 2; ++h) {
-        table.entry[d + 8 * v + 32 * h] = placeOf(context_detail::labelLL(h, v, d));
-        table.entry[kBaseHH + d + 8 * (h + v)] = placeOf(context_detail::labelHH(h + v, d));
+        table.entry[kBaseLL - (d + 8 * v + 32 * h)] = placeOf(context_detail::labelLL(h, v, d));
+        table.entry[kBaseHH - (d + 8 * (h + v))] = placeOf(context_detail::labelHH(h + v, d));
       }
     }
   }

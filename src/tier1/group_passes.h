@@ -76,7 +76,7 @@ struct GroupState {
   i32 stripes = 0;
 
   // How the passes form zero-coding contexts in each member: see groupZeroCoding.
-  GroupWord zeroCodingShifts, zeroCodingWeights, zeroCodingBase;
+  GroupWord zeroCodingShifts, zeroCodingWeights, zeroCodingMinuends;
 };
 
 // One implementation of the passes. `members` has a bit for each member that takes part. The first
@@ -117,10 +117,17 @@ struct ContextTaps {
   }
 };
 
-// From the sum of a subband's taps and its base, an entry of kGroupZeroCodingTable.
+// The sum of a subband's taps, taken off `base`, is the index of an entry of kGroupZeroCodingTable.
 struct GroupZeroCoding {
   ContextTaps taps;
   u8 base;
+
+  // Eight bytes from which the taps are taken off one by one; together they make the base.
+  [[nodiscard]] constexpr u64 minuends() const {
+    u32 sum = 0;
+    for (const ContextTap& each : taps.tap) sum += static_cast<u32>(each.weight);
+    return taps.weights() + (base - sum);
+  }
 };
 
 [[nodiscard]] const GroupZeroCoding& groupZeroCoding(u8 orientation);

@@ -80,7 +80,9 @@ struct Constants {
   Words probabilities = makeProbabilities();
   Words changes = makeChanges();
   Bytes signs = makeSigns();
-  GroupWord memberBase = {{0, 8, 16, 24, 32, 40, 48, 56}};  // of a member's bytes in a vector
+  // Where the bytes of a member begin in a vector, and in a quarter of one.
+  GroupWord memberBase = {{0, 8, 16, 24, 32, 40, 48, 56}};
+  GroupWord pairBase = {{0, 8, 0, 8, 0, 8, 0, 8}};
   u64 signShifts = kSignTaps.shifts();
   u64 signWeights = kSignTaps.weights();
   u64 later = bitAt(kS) | bitAt(kN + kE) | bitAt(kE) | bitAt(kS + kE);
@@ -191,9 +193,10 @@ class Decoder {
         zeroTable1_(load(kGroupZeroCodingTable.entry + 64)),
         zeroShifts_(load(&state.zeroCodingShifts)),
         zeroWeights_(load(&state.zeroCodingWeights)),
-        zeroBase_(load(&state.zeroCodingBase)),
+        zeroMinuends_(load(&state.zeroCodingMinuends)),
         signTable_(load(k.signs.entry)),
-        memberBase_(load(&k.memberBase)) {}
+        memberBase_(load(&k.memberBase)),
+        pairBase_(load(&k.pairBase)) {}
 
   WBX_INLINE void finish() {
     store(&state_.a, a_);
@@ -209,9 +212,8 @@ class Decoder {
   // at bit 63 (T.800 table D.1).
   WBX_INLINE Vector zeroCodingContext(Vector around) const {
     const Vector taps = _mm512_multishift_epi64_epi8(zeroShifts_, around);
-    const Vector sum = sumOfBytes(_mm512_and_si512(taps, zeroWeights_));
-    const Vector entry = _mm512_add_epi64(sum, zeroBase_);
-    return _mm512_or_si512(_mm512_permutex2var_epi8(zeroTable0_, entry, zeroTable1_), memberBase_);
+    const Vector index = _mm512_sad_epu8(zeroMinuends_, _mm512_and_si512(taps, zeroWeights_));
+    return _mm512_or_si512(_mm512_permutex2var_epi8(zeroTable0_, index, zeroTable1_), memberBase_);
   }
   WBX_INLINE Vector orRunLength(Vector context, Mask run) const {
     return _mm512_mask_or_epi64(context, run, memberBase_, all(k.runLength));
@@ -219,8 +221,8 @@ class Decoder {
   // T.800 table D.4.
   WBX_INLINE Vector refinementContext(Mask firstWithNeighbour, Mask refined) const {
     const Vector context =
-        _mm512_mask_or_epi64(memberBase_, firstWithNeighbour, memberBase_, all(k.one));
-    return _mm512_mask_or_epi64(context, refined, memberBase_, all(k.two));
+        _mm512_mask_or_epi64(pairBase_, firstWithNeighbour, pairBase_, all(k.one));
+    return _mm512_mask_or_epi64(context, refined, pairBase_, all(k.two));
   }
 
   // Each decides one bit in the members of `active`; the others stay as they are and give 0.
@@ -240,18 +242,19 @@ class Decoder {
     const Vector shifts = all(k.signShifts);
     Vector taps = _mm512_multishift_epi64_epi8(shifts, significantAround);
     taps = _mm512_mask_multishift_epi64_epi8(taps, kSecondHalves, shifts, negativeAround);
-    const Vector sum = sumOfBytes(_mm512_and_si512(taps, all(k.signWeights)));
+    const Vector sum =
+        _mm512_sad_epu8(_mm512_and_si512(taps, all(k.signWeights)), _mm512_setzero_si512());
     const Vector entry = _mm512_permutexvar_epi8(sum, signTable_);
     const Mask flip = _mm512_mask_test_epi64_mask(active, entry, all(k.mps));
-    const Vector context = logic<(kA & kB) | kC>(entry, all(k.place), memberBase_);
-    const Vector byte = _mm512_maskz_permutexvar_epi8(kFirstBytes, context, sign_);
+    const Vector context = logic<(kA & kB) | kC>(entry, all(k.place), pairBase_);
+    const Vector byte = _mm512_maskz_shuffle_epi8(kFirstBytes, sign_, context);
     Vector change;
     const Mask bit = decide(byte, active, &change);
     sign_ = _mm512_xor_si512(sign_, toPlace(change, context));
     return _kxor_mask8(bit, flip);
   }
   WBX_INLINE Mask refine(Vector context, Mask active) {
-    const Vector byte = _mm512_maskz_permutexvar_epi8(kFirstBytes, context, refinement_);
+    const Vector byte = _mm512_maskz_shuffle_epi8(kFirstBytes, refinement_, context);
     Vector change;
     const Mask bit = decide(byte, active, &change);
     refinement_ = _mm512_xor_si512(refinement_, toPlace(change, context));
@@ -267,12 +270,10 @@ class Decoder {
 
  private:
   struct Halves {
-    Mask lps, renormalised;
+    Mask lps;
+    Vector shift;  // of the renormalisation; never 0 on an LPS
   };
 
-  WBX_INLINE static Vector sumOfBytes(Vector bytes) {
-    return _mm512_sad_epu8(bytes, _mm512_setzero_si512());
-  }
   // A byte to the place of its context.
   WBX_INLINE static Vector toPlace(Vector byte, Vector context) {
     return _mm512_rolv_epi64(byte, _mm512_slli_epi64(context, 3));
@@ -284,14 +285,13 @@ class Decoder {
     const Vector lower = _mm512_sub_epi64(a_, qe);
     const Mask upper = _mm512_mask_cmpge_epu64_mask(active, c_, lower);
     const Mask exchange = _mm512_cmplt_epu64_mask(lower, qe);
-    const Mask renormalised = _mm512_testn_epi64_mask(lower, all(k.top));
     const Vector a = _mm512_mask_mov_epi64(lower, upper, qe);
     const Vector c = _mm512_mask_sub_epi64(c_, upper, c_, lower);
     const Vector shift = _mm512_lzcnt_epi64(a);
     a_ = _mm512_sllv_epi64(a, shift);
     c_ = _mm512_sllv_epi64(c, shift);
     ct_ = _mm512_sub_epi64(ct_, shift);
-    return {_kxor_mask8(upper, exchange), renormalised};
+    return {_kxor_mask8(upper, exchange), shift};
   }
 
   WBX_INLINE void feed() {
@@ -308,7 +308,7 @@ class Decoder {
     const Vector changes = _mm512_permutex2var_epi16(changes0_, byte, changes1_);
     const Halves halves = split(_mm512_maskz_slli_epi64(active, probability, 48), active);
     const Mask mps = _mm512_mask_test_epi64_mask(active, byte, all(k.mps));
-    const Mask changed = _kor_mask8(halves.lps, halves.renormalised);
+    const Mask changed = nonZero(halves.shift);
     const Vector selected = _mm512_mask_srli_epi64(changes, halves.lps, changes, 8);
     *change = _mm512_maskz_and_epi64(changed, selected, all(k.lowByte));
     feed();
@@ -319,8 +319,8 @@ class Decoder {
   Vector a_, c_, ct_;
   Vector zeroCoding_, runLength_, sign_, refinement_;
   const Vector probabilities0_, probabilities1_, changes0_, changes1_;
-  const Vector zeroTable0_, zeroTable1_, zeroShifts_, zeroWeights_, zeroBase_;
-  const Vector signTable_, memberBase_;
+  const Vector zeroTable0_, zeroTable1_, zeroShifts_, zeroWeights_, zeroMinuends_;
+  const Vector signTable_, memberBase_, pairBase_;
 };
 
 // The words of one stripe from left to right, with their margins filled in.

@@ -18,6 +18,7 @@ using test::ReferenceBlockDecoder;
 
 class GroupDecoderTest : public ::testing::Test {
  protected:
+  static constexpr i32 kBands = 3;
   struct Band {
     i32 orientation, magnitudeBits;
   };
@@ -28,7 +29,7 @@ class GroupDecoderTest : public ::testing::Test {
   }
 
   void setBands(CaseMaker& maker) {
-    for (i32 place = 0; place < GroupDecoder::kMaxBands; ++place) {
+    for (i32 place = 0; place < kBands; ++place) {
       bands_[place] = {maker.below(4), 1 + maker.below(31)};
       BlockDecoder::Band band;
       band.zeroCodingTable = bands_[place].orientation == 1   ? &kZeroCodingHL
@@ -76,7 +77,7 @@ class GroupDecoderTest : public ::testing::Test {
     cases_.clear();
   }
 
-  Band bands_[GroupDecoder::kMaxBands] = {};
+  Band bands_[kBands] = {};
 
  private:
   struct Added {
@@ -110,7 +111,7 @@ TEST_F(GroupDecoderTest, GroupsOfAllSizesMatchTheReference) {
     setBands(maker);
     const i32 blocks = 1 + maker.below(GroupDecoder::kCapacity);
     for (i32 i = 0; i < blocks; ++i) {
-      const i32 place = maker.below(GroupDecoder::kMaxBands);
+      const i32 place = maker.below(kBands);
       add(place, makeCase(maker, place, 1 + maker.below(40), 1 + maker.below(40)));
     }
     expectSame();
