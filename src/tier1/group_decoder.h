@@ -19,7 +19,7 @@ namespace wbx {
 class GroupDecoder {
  public:
   static constexpr i32 kMaxBands = 3 * kMaxResolutions - 2;
-  static constexpr i32 kCapacity = 32;
+  static constexpr i32 kCapacity = 128;
   static constexpr i32 kMembers = GroupWord::kMembers;
   // Fewer blocks than this are done sooner one by one.
   static constexpr i32 kWorthwhile = 3;
