@@ -36,6 +36,7 @@ class GroupDecoder {
 
   // Takes a block of the subband into the collection, unless it is one for BlockDecoder.
   [[nodiscard]] bool take(i32 number, const CodeBlock& block, const Rect& rect);
+  [[nodiscard]] bool isEmpty() const { return count_ == 0; }
   [[nodiscard]] bool isFull() const { return count_ == kCapacity; }
   void clear() { count_ = 0; }
 
