@@ -15,6 +15,7 @@
 
 #include "wbx.h"
 
+#include "engine/kernels.h"
 #include "race_programs.h"
 
 namespace {
@@ -306,10 +307,21 @@ int usage() {
       "  --reduce N     leave out the N finest resolutions\n"
       "  --cpu-time     time that the thread ran instead of time that passed\n"
       "  --no-memory    leave out the peak memory\n"
+      "  --set NAME     use no better instructions than those of baseline, avx2 or avx512\n"
       "  --tiny FILE    also run grk_decompress and ffmpeg, if there, as programs, and take off\n"
       "                 the time they need for this file\n",
       stderr);
   return 2;
+}
+
+bool chooseInstructions(const std::string& name) {
+  for (const wbx::Kernels* const* set = wbx::availableKernels(); *set != nullptr; ++set) {
+    if (name != (*set)->name) continue;
+    wbx::forceKernels(*set);
+    return true;
+  }
+  std::fprintf(stderr, "%s: not on this processor\n", name.c_str());
+  return false;
 }
 
 bool parse(int count, char** words, Options& options) {
@@ -322,6 +334,8 @@ bool parse(int count, char** words, Options& options) {
       options.reduce = static_cast<unsigned>(std::max(0, std::atoi(words[++i])));
     } else if (word == "--tiny" && hasValue) {
       options.tiny = words[++i];
+    } else if (word == "--set" && hasValue) {
+      if (!chooseInstructions(words[++i])) return false;
     } else if (word == "--cpu-time") {
       options.cpuTime = true;
     } else if (word == "--no-memory") {

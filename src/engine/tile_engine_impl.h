@@ -181,7 +181,8 @@ i32 TileEngine<Traits>::decodeBlocks(const Tile& tile, i32 component, i32 last) 
       if (cancelled()) return WBX_OK;
     }
   }
-  return decodeCollected();
+  // A tile into which no packet brought anything has no stream either.
+  return group.isEmpty() ? i32{WBX_OK} : decodeCollected();
 }
 
 // Hands the blocks of a subband to `decode`, and clears the places of those that never came.

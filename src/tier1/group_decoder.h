@@ -19,7 +19,7 @@ namespace wbx {
 class GroupDecoder {
  public:
   static constexpr i32 kMaxBands = 3 * kMaxResolutions - 2;
-  static constexpr i32 kCapacity = 32;
+  static constexpr i32 kCapacity = 128;
   static constexpr i32 kMembers = GroupWord::kMembers;
   // Fewer blocks than this are done sooner one by one.
   static constexpr i32 kWorthwhile = 3;
@@ -36,6 +36,7 @@ class GroupDecoder {
 
   // Takes a block of the subband into the collection, unless it is one for BlockDecoder.
   [[nodiscard]] bool take(i32 number, const CodeBlock& block, const Rect& rect);
+  [[nodiscard]] bool isEmpty() const { return count_ == 0; }
   [[nodiscard]] bool isFull() const { return count_ == kCapacity; }
   void clear() { count_ = 0; }
 

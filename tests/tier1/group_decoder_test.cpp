@@ -49,7 +49,7 @@ class GroupDecoderTest : public ::testing::Test {
 
   void add(i32 place, const BlockCase& c) {
     Rect rect;
-    rect.x0 = static_cast<u16>(1000 * cases_.size());
+    rect.x0 = static_cast<u16>(500 * cases_.size());
     rect.y0 = 7;
     rect.x1 = static_cast<u16>(rect.x0 + c.block.width);
     rect.y1 = static_cast<u16>(rect.y0 + c.block.height);
@@ -67,8 +67,8 @@ class GroupDecoderTest : public ::testing::Test {
     const i32 code = group_->decodeAll(
         *single_, stream,
         [&](i32 place, const Rect& rect, const u32* quads, i32 stripePitch, i32 lastPlane) {
-          const Added& added = cases_[rect.x0 / 1000];
-          ++seen[rect.x0 / 1000];
+          const Added& added = cases_[rect.x0 / 500];
+          ++seen[rect.x0 / 500];
           EXPECT_EQ(place, added.place);
           compare(added.c, quads, stripePitch, lastPlane);
         });
