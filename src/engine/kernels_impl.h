@@ -457,7 +457,8 @@ void joinWords(const u16* red, const u16* green, const u16* blue, i32 count, u8*
 }  // namespace
 
 extern const Kernels kSet;
-const Kernels kSet = {
+// Of the passes only the address is taken: NOLINTNEXTLINE(cppcoreguidelines-interfaces-global-init)
+constinit const Kernels kSet = {
     WBX_KERNEL_SET_NAME,
     liftPairs53<i16>,
     liftPairs53<i32>,
