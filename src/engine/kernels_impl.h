@@ -1,6 +1,7 @@
 // The loops behind kernels.h. Included by one source file for each instruction set, which names
-// its own namespace, WBX_KERNEL_SET, and the passes that come with it, if any. No inline function from outside may be called here: the
-// linker would be free to keep the copy that the wrong processor cannot run.
+// its own namespace, WBX_KERNEL_SET, and the passes that come with it, if any. No inline function
+// from outside may be called here: the linker would be free to keep the copy that the wrong
+// processor cannot run.
 
 #include "engine/kernels.h"
 
