@@ -42,8 +42,12 @@ struct Sets {
     if (hasAvx512()) add(avx512::kSet);
 #endif
   }
-  void add(const Kernels& set) { entry[count++] = &set; }
-  [[nodiscard]] const Kernels& best() const { return *entry[count - 1]; }
+  void add(const Kernels& set) {
+    entry[count++] = &set;
+  }
+  [[nodiscard]] const Kernels& best() const {
+    return *entry[count - 1];
+  }
 };
 
 const Sets& sets() {

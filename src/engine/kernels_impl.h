@@ -1,6 +1,7 @@
 // The loops behind kernels.h. Included by one source file for each instruction set, which names
-// its own namespace, WBX_KERNEL_SET, and the passes that come with it, if any. No inline function from outside may be called here: the
-// linker would be free to keep the copy that the wrong processor cannot run.
+// its own namespace, WBX_KERNEL_SET, and the passes that come with it, if any. No inline function
+// from outside may be called here: the linker would be free to keep the copy that the wrong
+// processor cannot run.
 
 #include "engine/kernels.h"
 
@@ -457,7 +458,8 @@ void joinWords(const u16* red, const u16* green, const u16* blue, i32 count, u8*
 }  // namespace
 
 extern const Kernels kSet;
-const Kernels kSet = {
+// Of the passes only the address is taken: NOLINTNEXTLINE(cppcoreguidelines-interfaces-global-init)
+constinit const Kernels kSet = {
     WBX_KERNEL_SET_NAME,
     liftPairs53<i16>,
     liftPairs53<i32>,
