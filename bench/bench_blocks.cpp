@@ -192,7 +192,8 @@ void decodeGroups(benchmark::State& state) {
       Rect rect;
       rect.x1 = static_cast<u16>(each.width);
       rect.y1 = static_cast<u16>(each.height);
-      if (!group->take(0, *each.block, rect)) return state.SkipWithError("an unusual block");
+      if (group->take(0, *each.block, rect, real.stream()) != GroupDecoder::Taken::kYes)
+        return state.SkipWithError("an unusual block");
     }
     benchmark::DoNotOptimize(group->decodeAll(*single, real.stream(), sink));
   }

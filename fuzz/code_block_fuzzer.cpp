@@ -188,6 +188,7 @@ void compareGroup(BlockDecoder& decoder, GroupDecoder& group, std::vector<Case> 
   group.setPasses(kernels().groupPasses);
   std::vector<std::unique_ptr<PacketedBlock>> blocks;
   std::vector<bool> taken;
+  MemoryStream nothing;
   for (size_t i = 0; i < cases.size(); ++i) {
     Case& c = cases[i];
     const size_t place = i % 3;
@@ -204,9 +205,9 @@ void compareGroup(BlockDecoder& decoder, GroupDecoder& group, std::vector<Case> 
     rect.x0 = static_cast<u16>(1000 * i);  // tells the sink which one it is
     rect.x1 = static_cast<u16>(rect.x0 + c.block.width);
     rect.y1 = static_cast<u16>(c.block.height);
-    taken.push_back(group.take(static_cast<i32>(place), blocks[i]->block(), rect));
+    taken.push_back(group.take(static_cast<i32>(place), blocks[i]->block(), rect, nothing) ==
+                    GroupDecoder::Taken::kYes);
   }
-  MemoryStream nothing;
   const i32 code =
       group.decodeAll(decoder, nothing,
                       [&](i32, const Rect& rect, const u32* quads, i32 stripePitch, i32 lastPlane) {

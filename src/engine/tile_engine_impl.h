@@ -161,8 +161,14 @@ i32 TileEngine<Traits>::decodeBlocks(const Tile& tile, i32 component, i32 last) 
         });
   };
   const auto decode = [&](i32 band, const CodeBlock& block, const Rect& rect) {
-    if (!group.take(band, block, rect))
-      return decodeBlock(block, rect, *tile.stream, *targets[band]);
+    switch (group.take(band, block, rect, *tile.stream)) {
+      case GroupDecoder::Taken::kNo:
+        return decodeBlock(block, rect, *tile.stream, *targets[band]);
+      case GroupDecoder::Taken::kOutOfMemory:
+        return i32{WBX_ERROR_MEMORY};
+      case GroupDecoder::Taken::kYes:
+        break;
+    }
     return group.isFull() ? decodeCollected() : i32{WBX_OK};
   };
 

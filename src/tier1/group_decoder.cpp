@@ -61,39 +61,107 @@ class BitSink {
   u32 held_ = 0;
 };
 
+// Takes the stuffing out of a codeword segment (T.800 C.3.4).
+class Unstuffer {
+ public:
+  Unstuffer(u8* bits, u64* borrows) : sink_(bits), borrows_(borrows) {}
+
+  void feed(const u8* byte, const u8* end) {
+    while (byte < end) {
+      if (previous_ != 0xFF && end - byte >= 8) {
+        const u64 flipped = ~bigEndian(byte);
+        // A zero byte in the complement is a 0xFF.
+        if (((flipped - 0x0101010101010101) & ~flipped & 0x8080808080808080) == 0) {
+          sink_.putEightBytes(flipped);
+          byte += 8;
+          previous_ = 0;
+          continue;
+        }
+      }
+      feed(*byte++);
+    }
+  }
+  u8* finish() { return sink_.finish(); }
+  [[nodiscard]] u64* borrows() const { return borrows_; }
+
+ private:
+  void feed(u32 byte) {
+    if (previous_ != 0xFF) {
+      sink_.put(0xFF - byte, 8);
+    } else if (byte > 0x8F) {  // a marker: it brings nothing
+      sink_.put(0, 8);
+    } else {
+      if (byte > 0x7F) *borrows_++ = sink_.count();
+      sink_.put(~byte & 0x7F, 7);
+    }
+    previous_ = byte;
+  }
+
+  BitSink sink_;
+  u64* borrows_;  // where the next one is noted
+  u32 previous_ = 0;
+};
+
 }  // namespace
 
 GroupDecoder::~GroupDecoder() {
   freeMemory(allocation_);
+  freeMemory(fetched_);
 }
 
 void GroupDecoder::setBand(i32 number, const BlockDecoder::Band& band, u8 orientation) {
   bands_[number] = {band, &groupZeroCoding(orientation)};
 }
 
-bool GroupDecoder::take(i32 number, const CodeBlock& block, const Rect& rect) {
+GroupDecoder::Taken GroupDecoder::take(i32 number, const CodeBlock& block, const Rect& rect,
+                                       Stream& stream) {
   const BlockDecoder::Band& band = bands_[number].band;
   if (passes_ == nullptr || isFull() || band.roiShift != 0 ||
       (band.style & (kStyleTermall | kStyleReset | kStyleSegsym)) != 0) {
-    return false;
+    return Taken::kNo;
   }
   i64 passes = 0, bytes = 0;
+  bool inMemory = true;
   for (const DataChunk* chunk = block.chunks; chunk; chunk = chunk->next()) {
-    if (chunk->endsSegment()) return false;
+    if (chunk->endsSegment()) return Taken::kNo;
     passes += chunk->passes();
     bytes += chunk->length();
+    if (chunk->isReference() && stream.type() != Stream::kMemory) inMemory = false;
   }
   const i32 firstPlane = band.magnitudeBits - 1 - block.zeroPlanes;
   const bool regular = block.zeroPlanes >= 0 && block.firstPass == 3 * block.zeroPlanes;
   if (!regular || passes == 0 || bytes > kMaxBytes || firstPlane < 0 || firstPlane > 30) {
-    return false;
+    return Taken::kNo;
   }
+  Block taken;
+  taken.source = &block;
+  taken.rect = rect;
+  taken.band = number;
   // Passes below plane 0 are dropped.
-  const i64 most = i64{3} * firstPlane + 1;
-  blocks_[count_++] = {&block,     rect,
-                       number,     static_cast<i32>(std::min(passes, most)),
-                       firstPlane, static_cast<u32>(bytes)};
-  return true;
+  taken.passes = static_cast<i32>(std::min(passes, i64{3} * firstPlane + 1));
+  taken.firstPlane = firstPlane;
+  taken.bytes = static_cast<u32>(bytes);
+  if (!inMemory && !fetch(taken, stream)) return Taken::kOutOfMemory;
+  blocks_[count_++] = taken;
+  return Taken::kYes;
+}
+
+bool GroupDecoder::fetch(Block& block, Stream& stream) {
+  // The last block may go beyond the limit.
+  if (fetched_ == nullptr) {
+    fetched_ = static_cast<u8*>(allocateMemory(kFetchLimit + kMaxBytes, false));
+    if (fetched_ == nullptr) return false;
+  }
+  block.fetched = fetchedBytes_;
+  segment_.attach(block.source->chunks, stream);
+  while (segment_.hasByte()) {
+    const i64 bytes = segment_.left();
+    std::memcpy(fetched_ + fetchedBytes_, segment_.cursor(), static_cast<size_t>(bytes));
+    fetchedBytes_ += bytes;
+    segment_.advance(bytes);
+  }
+  block.bytes = static_cast<u32>(fetchedBytes_ - block.fetched);
+  return !segment_.outOfMemory();
 }
 
 void GroupDecoder::sort() {
@@ -146,8 +214,8 @@ bool GroupDecoder::layOut(const Block* blocks, i32 count) {
   quads_ = reinterpret_cast<u32*>(words(kFactArrays + planes));
   borrows_ = reinterpret_cast<u64*>(quads_ + i64{stripePitch()} * state_.stripes);
   bits_ = reinterpret_cast<u8*>(borrows_) + borrowBytes;
-  std::fill_n(memory_, arrayWords_ * (kFactArrays + 1),
-              GroupWord{});  // the first plane of ones too
+  // The facts, and the first plane of ones, which has no significance pass.
+  std::fill_n(memory_, arrayWords_ * (kFactArrays + 1), GroupWord{});
   return true;
 }
 
@@ -165,47 +233,26 @@ void GroupDecoder::markRealSamples(const Block* blocks, i32 count) {
   }
 }
 
-// Reads a block's bytes into one string of complemented bits (see MqSource), and notes where one
-// borrows. False when a chunk could not be fetched for want of memory.
-bool GroupDecoder::unstuff(const Block& block, i32 member, Stream& stream) {
+// Turns a block's bytes into one string of complemented bits (see MqSource), and notes where one
+// borrows.
+void GroupDecoder::unstuff(const Block& block, i32 member, Stream& stream) {
   state_.bits.member[member] = reinterpret_cast<uintptr_t>(bits_);
   state_.borrowList.member[member] = reinterpret_cast<uintptr_t>(borrows_);
-  BitSink sink(bits_);
-  u8 previous = 0;
-  segment_.attach(block.source->chunks, stream);
-  while (segment_.hasByte()) {
-    const u8* byte = segment_.cursor();
-    const u8* const end = byte + segment_.left();
-    while (byte < end) {
-      if (previous != 0xFF && end - byte >= 8) {
-        const u64 flipped = ~bigEndian(byte);
-        // A zero byte in the complement is a 0xFF.
-        if (((flipped - 0x0101010101010101) & ~flipped & 0x8080808080808080) == 0) {
-          sink.putEightBytes(flipped);
-          byte += 8;
-          previous = 0;
-          continue;
-        }
-      }
-      const u32 next = *byte++;
-      if (previous != 0xFF) {
-        sink.put(0xFF - next, 8);
-      } else if (next > 0x8F) {  // a marker: it brings nothing
-        sink.put(0, 8);
-      } else {
-        if (next > 0x7F) *borrows_++ = sink.count();
-        sink.put(~next & 0x7F, 7);
-      }
-      previous = static_cast<u8>(next);
-    }
-    segment_.advance(segment_.left());
+  Unstuffer unstuffer(bits_, borrows_);
+  if (block.fetched >= 0) {
+    const u8* const bytes = fetched_ + block.fetched;
+    unstuffer.feed(bytes, bytes + block.bytes);
+  } else {
+    segment_.attach(block.source->chunks, stream);
+    for (; segment_.hasByte(); segment_.advance(segment_.left()))
+      unstuffer.feed(segment_.cursor(), segment_.cursor() + segment_.left());
   }
-  u8* const end = sink.finish();
+  u8* const end = unstuffer.finish();
+  borrows_ = unstuffer.borrows();
   state_.length.member[member] = static_cast<u64>(end - bits_);
   *borrows_++ = ~u64{0};
   std::memset(end, 0, kPadding);
   bits_ = end + kPadding;
-  return !segment_.outOfMemory();
 }
 
 i32 GroupDecoder::decodeGroup(const Block* blocks, i32 count, Stream& stream) {
@@ -213,7 +260,7 @@ i32 GroupDecoder::decodeGroup(const Block* blocks, i32 count, Stream& stream) {
   markRealSamples(blocks, count);
   i32 passes = 0;
   for (i32 member = 0; member < count; ++member) {
-    if (!unstuff(blocks[member], member, stream)) return WBX_ERROR_MEMORY;
+    unstuff(blocks[member], member, stream);
     passes = std::max(passes, blocks[member].passes);
   }
   for (i32 member = count; member < kMembers; ++member) {  // idle, on the zeros behind the last one

@@ -34,11 +34,16 @@ class GroupDecoder {
   // Describes one of the subbands, by a number of its own.
   void setBand(i32 number, const BlockDecoder::Band& band, u8 orientation);
 
-  // Takes a block of the subband into the collection, unless it is one for BlockDecoder.
-  [[nodiscard]] bool take(i32 number, const CodeBlock& block, const Rect& rect);
+  // Takes a block of the subband into the collection, unless it is one for BlockDecoder. Bytes that
+  // are not in memory are read now, so that a source is read in the order of its blocks.
+  enum class Taken { kYes, kNo, kOutOfMemory };
+  [[nodiscard]] Taken take(i32 number, const CodeBlock& block, const Rect& rect, Stream& stream);
   [[nodiscard]] bool isEmpty() const { return count_ == 0; }
-  [[nodiscard]] bool isFull() const { return count_ == kCapacity; }
-  void clear() { count_ = 0; }
+  [[nodiscard]] bool isFull() const { return count_ == kCapacity || fetchedBytes_ >= kFetchLimit; }
+  void clear() {
+    count_ = 0;
+    fetchedBytes_ = 0;
+  }
 
   // Decodes all blocks taken, those of too small a group with `single`, and hands each result to
   // sink(band, rect, quads, stripePitch, lastPlane), the last three as BlockDecoder gives them;
@@ -47,6 +52,8 @@ class GroupDecoder {
   [[nodiscard]] i32 decodeAll(BlockDecoder& single, Stream& stream, Sink sink);
 
  private:
+  static constexpr i64 kFetchLimit = 1 << 20;
+
   struct Block {
     const CodeBlock* source = nullptr;
     Rect rect;
@@ -54,10 +61,12 @@ class GroupDecoder {
     i32 passes = 0;
     i32 firstPlane = 0;
     u32 bytes = 0;
+    i64 fetched = -1;  // where its bytes begin among those fetched; below 0: in its chunks
 
     [[nodiscard]] i32 lastPlane() const { return firstPlane - (passes + 1) / 3; }
   };
 
+  [[nodiscard]] bool fetch(Block& block, Stream& stream);
   // Puts blocks that go well together next to each other.
   void sort();
   [[nodiscard]] i32 decodeGroup(const Block* blocks, i32 count, Stream& stream);
@@ -67,7 +76,7 @@ class GroupDecoder {
   [[nodiscard]] bool layOut(const Block* blocks, i32 count);
   [[nodiscard]] bool ensure(i64 bytes);
   void markRealSamples(const Block* blocks, i32 count);
-  [[nodiscard]] bool unstuff(const Block& block, i32 member, Stream& stream);
+  void unstuff(const Block& block, i32 member, Stream& stream);
   [[nodiscard]] GroupWord* words(i32 array) const { return memory_ + array * arrayWords_; }
 
   const GroupPasses* passes_ = nullptr;
@@ -88,19 +97,22 @@ class GroupDecoder {
   u8* bits_ = nullptr;
   u64* borrows_ = nullptr;
   u32* quads_ = nullptr;
+  u8* fetched_ = nullptr;
+  i64 fetchedBytes_ = 0;
 };
 
 template <class Sink>
 i32 GroupDecoder::decodeAll(BlockDecoder& single, Stream& stream, Sink sink) {
   sort();
   const i32 count = count_;
-  count_ = 0;
-  // What is left over from full groups are the smallest ones.
+  const bool fetched = fetchedBytes_ > 0;
+  clear();
+  // What is left over from full groups, if anything, are the smallest ones, and they go first.
   i32 size = count % kMembers;
   for (i32 first = 0; first < count; first += size, size = kMembers) {
     if (size == 0) continue;
     const Block* blocks = blocks_ + first;
-    const bool together = size >= kWorthwhile;
+    const bool together = size >= kWorthwhile || fetched;
     if (together) {
       const i32 code = decodeGroup(blocks, size, stream);
       if (code != 0) return code;

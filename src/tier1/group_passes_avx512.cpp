@@ -22,6 +22,7 @@ using namespace group_layout;
 // The first half is taken from the significant samples, the second from the negative ones.
 constexpr ContextTaps kSignTaps = {
     {{kW, 1}, {kE, 1}, {kN, 8}, {kS, 8}, {kW, 2}, {kE, 2}, {kN, 16}, {kS, 16}}};
+// Of the bytes of each element, the last four and the first one.
 constexpr __mmask64 kSecondHalves = 0xF0F0F0F0F0F0F0F0;
 constexpr __mmask64 kFirstBytes = 0x0101010101010101;
 
