@@ -372,6 +372,48 @@ WBX_INLINE void forEachStripe(const GroupState& state, Body body) {
   for (i32 stripe = 1; stripe <= state.stripes; ++stripe) body(stripe * state.wordPitch + 1);
 }
 
+// One word of all members on its way through a pass that finds significant samples, margins
+// included.
+struct Word {
+  Vector significant, negative;
+  Vector real;           // in the members that take part
+  Vector insignificant;  // of these, at first
+};
+
+// A sample for which `hit` has decided: its sign, and its place in the word. `around` is the word
+// before it, turned by `turn` to have the sample at bit 63.
+WBX_INLINE void makeSignificant(Decoder& mq, Word& word, Vector sample, Vector around, Vector turn,
+                                Mask hit) {
+  word.significant = _mm512_mask_or_epi64(word.significant, hit, word.significant, sample);
+  const Mask minus = mq.negative(around, _mm512_rolv_epi64(word.negative, turn), hit);
+  word.negative = _mm512_mask_or_epi64(word.negative, minus, word.negative, sample);
+}
+
+// Calls body(mq, word, index) for all words in scan order; it tells whether it had work there.
+template <class Body>
+void findSignificant(GroupState& state, u32 members, Body body) {
+  Decoder mq(state);
+  const Constants& k = mq.k;
+  forEachStripe(state, [&](i32 first) {
+    Window significant(k, state.significant + first, state.wordPitch);
+    Window negative(k, state.negative + first, state.wordPitch);
+    for (i32 i = first; i < first + state.wordsAcross; ++i) {
+      Word word;
+      word.significant = significant.get();
+      word.negative = negative.get();
+      word.real = _mm512_maskz_mov_epi64(static_cast<Mask>(members), load(state.real + i));
+      word.insignificant = _mm512_andnot_si512(word.significant, word.real);
+      if (body(mq, word, i)) {
+        store(state.significant + i, _mm512_and_si512(word.significant, all(k.samples)));
+        store(state.negative + i, _mm512_and_si512(word.negative, all(k.samples)));
+      }
+      significant.advance(word.significant);
+      negative.advance(word.negative);
+    }
+  });
+  mq.finish();
+}
+
 void start(GroupState& state) {
   // One bit, 0, stands above the first: T.800 C.3.5.
   const Registers r = refill(state, _mm512_setzero_si512(), all(static_cast<u64>(i64{1} - 16)));
@@ -382,49 +424,28 @@ void start(GroupState& state) {
 
 // T.800 D.3.1.
 void significancePass(GroupState& state, u32 members) {
-  Decoder mq(state);
-  const Constants& k = mq.k;
-  const Mask taking = static_cast<Mask>(members);
-  forEachStripe(state, [&](i32 first) {
-    Window significantWindow(k, state.significant + first, state.wordPitch);
-    Window negativeWindow(k, state.negative + first, state.wordPitch);
-    for (i32 i = first; i < first + state.wordsAcross; ++i) {
-      Vector significant = significantWindow.get();
-      Vector negative = negativeWindow.get();
-      const Vector real = _mm512_maskz_mov_epi64(taking, load(state.real + i));
-      const Vector insignificant = _mm512_andnot_si512(significant, real);
-      Vector work = _mm512_and_si512(neighbours(significant), insignificant);
-      Vector waiting = _mm512_andnot_si512(work, insignificant);  // not in the pass so far
-      Mask active = nonZero(work);
-      if (active != 0) {
-        do {
-          const Vector zeros = _mm512_lzcnt_epi64(work);
-          const Vector sample = _mm512_srlv_epi64(all(k.top), zeros);
-          work = _mm512_andnot_si512(sample, work);
-          const Vector around = _mm512_rolv_epi64(significant, zeros);
-          const Mask hit = mq.significant(mq.zeroCodingContext(around), active);
-          if (hit != 0) {
-            // Samples behind this one join the pass; those before it wait for the cleanup pass.
-            const Vector later = _mm512_srlv_epi64(all(k.later), zeros);
-            work =
-                _mm512_mask_ternarylogic_epi64(work, hit, later, waiting, (kA | (kB & kC)) & 0xFF);
-            waiting = _mm512_mask_andnot_epi64(waiting, hit, later, waiting);
-            significant = _mm512_mask_or_epi64(significant, hit, significant, sample);
-            const Mask minus = mq.negative(around, _mm512_rolv_epi64(negative, zeros), hit);
-            negative = _mm512_mask_or_epi64(negative, minus, negative, sample);
-          }
-          active = nonZero(work);
-        } while (active != 0);
-        store(state.significant + i, _mm512_and_si512(significant, all(k.samples)));
-        store(state.negative + i, _mm512_and_si512(negative, all(k.samples)));
-      }
-      store(state.ones + i, _mm512_and_si512(significant, insignificant));
-      store(state.visited + i, _mm512_andnot_si512(waiting, insignificant));
-      significantWindow.advance(significant);
-      negativeWindow.advance(negative);
+  findSignificant(state, members, [&state](Decoder& mq, Word& word, i32 i) {
+    const Constants& k = mq.k;
+    Vector work = _mm512_and_si512(neighbours(word.significant), word.insignificant);
+    Vector waiting = _mm512_andnot_si512(work, word.insignificant);  // not in the pass so far
+    const bool any = nonZero(work) != 0;
+    for (Mask active = nonZero(work); active != 0; active = nonZero(work)) {
+      const Vector zeros = _mm512_lzcnt_epi64(work);
+      const Vector sample = _mm512_srlv_epi64(all(k.top), zeros);
+      work = _mm512_andnot_si512(sample, work);
+      const Vector around = _mm512_rolv_epi64(word.significant, zeros);
+      const Mask hit = mq.significant(mq.zeroCodingContext(around), active);
+      if (hit == 0) continue;
+      // Samples behind this one join the pass; those before it wait for the cleanup pass.
+      const Vector later = _mm512_srlv_epi64(all(k.later), zeros);
+      work = _mm512_mask_ternarylogic_epi64(work, hit, later, waiting, (kA | (kB & kC)) & 0xFF);
+      waiting = _mm512_mask_andnot_epi64(waiting, hit, later, waiting);
+      makeSignificant(mq, word, sample, around, zeros, hit);
     }
+    store(state.ones + i, _mm512_and_si512(word.significant, word.insignificant));
+    store(state.visited + i, _mm512_andnot_si512(waiting, word.insignificant));
+    return any;
   });
-  mq.finish();
 }
 
 // T.800 D.3.3.
@@ -464,63 +485,44 @@ void refinementPass(GroupState& state, u32 members) {
 
 // T.800 D.3.4.
 void cleanupPass(GroupState& state, u32 members) {
-  Decoder mq(state);
-  const Constants& k = mq.k;
-  const Mask taking = static_cast<Mask>(members);
-  forEachStripe(state, [&](i32 first) {
-    Window significantWindow(k, state.significant + first, state.wordPitch);
-    Window negativeWindow(k, state.negative + first, state.wordPitch);
-    for (i32 i = first; i < first + state.wordsAcross; ++i) {
-      Vector significant = significantWindow.get();
-      Vector negative = negativeWindow.get();
-      const Vector real = _mm512_maskz_mov_epi64(taking, load(state.real + i));
-      const Vector insignificant = _mm512_andnot_si512(significant, real);
-      Vector work = _mm512_andnot_si512(load(state.visited + i), insignificant);
-      Mask active = nonZero(work);
-      if (active != 0) {
-        // A sample past the bottom of the block counts as neighboured: no run starts in its column.
-        Vector neighboured = logic<kA | (~kB & kC)>(neighbours(significant), real, all(k.samples));
-        do {
-          Vector zeros = _mm512_lzcnt_epi64(work);
-          Vector sample = _mm512_srlv_epi64(all(k.top), zeros);
-          Vector around = _mm512_rolv_epi64(significant, zeros);
-          const Mask run =
-              _mm512_mask_testn_epi64_mask(_mm512_test_epi64_mask(sample, all(k.firstRow)),
-                                           _mm512_rolv_epi64(neighboured, zeros), all(k.topColumn));
-          const Vector context = mq.orRunLength(mq.zeroCodingContext(around), run);
-          const Mask hit = mq.significant(context, active);
-          const Mask broken = _kand_mask8(run, hit);
-          Vector last = _mm512_mask_srli_epi64(sample, run, sample, 3);  // that is done with
-          if (broken != 0) {
-            const Mask high = mq.uniform(broken);
-            const Mask low = mq.uniform(broken);
-            Vector rows = _mm512_maskz_mov_epi64(high, all(k.two));
-            rows = _mm512_mask_add_epi64(rows, low, rows, all(k.one));
-            zeros = _mm512_add_epi64(zeros, rows);
-            sample = _mm512_srlv_epi64(sample, rows);
-            around = _mm512_rolv_epi64(significant, zeros);
-            last = _mm512_mask_mov_epi64(last, broken, sample);
-          }
-          work = _mm512_and_si512(work, _mm512_add_epi64(last, all(k.minusOne)));
-          if (hit != 0) {
-            significant = _mm512_mask_or_epi64(significant, hit, significant, sample);
-            neighboured = _mm512_mask_or_epi64(neighboured, hit, neighboured,
-                                               _mm512_rorv_epi64(all(k.around), zeros));
-            const Mask minus = mq.negative(around, _mm512_rolv_epi64(negative, zeros), hit);
-            negative = _mm512_mask_or_epi64(negative, minus, negative, sample);
-          }
-          active = nonZero(work);
-        } while (active != 0);
-        store(state.significant + i, _mm512_and_si512(significant, all(k.samples)));
-        store(state.negative + i, _mm512_and_si512(negative, all(k.samples)));
-        const Vector found = _mm512_and_si512(significant, insignificant);
-        store(state.ones + i, _mm512_or_si512(load(state.ones + i), found));
+  findSignificant(state, members, [&state](Decoder& mq, Word& word, i32 i) {
+    const Constants& k = mq.k;
+    Vector work = _mm512_andnot_si512(load(state.visited + i), word.insignificant);
+    if (nonZero(work) == 0) return false;
+    // A sample past the bottom of the block counts as neighboured: no run starts in its column.
+    Vector neighboured =
+        logic<kA | (~kB & kC)>(neighbours(word.significant), word.real, all(k.samples));
+    for (Mask active = nonZero(work); active != 0; active = nonZero(work)) {
+      Vector zeros = _mm512_lzcnt_epi64(work);
+      Vector sample = _mm512_srlv_epi64(all(k.top), zeros);
+      Vector around = _mm512_rolv_epi64(word.significant, zeros);
+      const Mask run =
+          _mm512_mask_testn_epi64_mask(_mm512_test_epi64_mask(sample, all(k.firstRow)),
+                                       _mm512_rolv_epi64(neighboured, zeros), all(k.topColumn));
+      const Vector context = mq.orRunLength(mq.zeroCodingContext(around), run);
+      const Mask hit = mq.significant(context, active);
+      const Mask broken = _kand_mask8(run, hit);
+      Vector last = _mm512_mask_srli_epi64(sample, run, sample, 3);  // that is done with
+      if (broken != 0) {
+        const Mask high = mq.uniform(broken);
+        const Mask low = mq.uniform(broken);
+        Vector rows = _mm512_maskz_mov_epi64(high, all(k.two));
+        rows = _mm512_mask_add_epi64(rows, low, rows, all(k.one));
+        zeros = _mm512_add_epi64(zeros, rows);
+        sample = _mm512_srlv_epi64(sample, rows);
+        around = _mm512_rolv_epi64(word.significant, zeros);
+        last = _mm512_mask_mov_epi64(last, broken, sample);
       }
-      significantWindow.advance(significant);
-      negativeWindow.advance(negative);
+      work = _mm512_and_si512(work, _mm512_add_epi64(last, all(k.minusOne)));
+      if (hit == 0) continue;
+      neighboured = _mm512_mask_or_epi64(neighboured, hit, neighboured,
+                                         _mm512_rorv_epi64(all(k.around), zeros));
+      makeSignificant(mq, word, sample, around, zeros, hit);
     }
+    const Vector found = _mm512_and_si512(word.significant, word.insignificant);
+    store(state.ones + i, _mm512_or_si512(load(state.ones + i), found));
+    return true;
   });
-  mq.finish();
 }
 
 void collect(const GroupState& state, i32 member, const GroupWord* ones, i32 planes, i32 firstPlane,
