@@ -34,9 +34,9 @@ class GroupDecoder {
   // Describes one of the subbands, by a number of its own.
   void setBand(i32 number, const BlockDecoder::Band& band, u8 orientation);
 
+  enum class Taken { kYes, kNo, kOutOfMemory };
   // Takes a block of the subband into the collection, unless it is one for BlockDecoder. Bytes that
   // are not in memory are read now, so that a source is read in the order of its blocks.
-  enum class Taken { kYes, kNo, kOutOfMemory };
   [[nodiscard]] Taken take(i32 number, const CodeBlock& block, const Rect& rect, Stream& stream);
   [[nodiscard]] bool isEmpty() const { return count_ == 0; }
   [[nodiscard]] bool isFull() const { return count_ == kCapacity || fetchedBytes_ >= kFetchLimit; }
@@ -54,6 +54,10 @@ class GroupDecoder {
  private:
   static constexpr i64 kFetchLimit = 1 << 20;
 
+  struct Band {
+    BlockDecoder::Band band;
+    const GroupZeroCoding* zeroCoding = nullptr;
+  };
   struct Block {
     const CodeBlock* source = nullptr;
     Rect rect;
@@ -80,10 +84,6 @@ class GroupDecoder {
   [[nodiscard]] GroupWord* words(i32 array) const { return memory_ + array * arrayWords_; }
 
   const GroupPasses* passes_ = nullptr;
-  struct Band {
-    BlockDecoder::Band band;
-    const GroupZeroCoding* zeroCoding = nullptr;
-  };
   Band bands_[kMaxBands];
   SegmentReader segment_;
   GroupState state_;
