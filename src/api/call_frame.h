@@ -6,7 +6,7 @@
 #include "api/decoder.h"
 #include "api/fault_guard.h"
 #include "api/library.h"
-#include "api/logger.h"
+#include "base/logger.h"
 
 namespace wbx {
 
