@@ -6,7 +6,7 @@
 
 #include "wbx.h"
 
-#include "api/logger.h"
+#include "base/logger.h"
 #include "engine/row_writer.h"
 #include "engine/synthesis.h"
 #include "engine/tile_engine.h"
@@ -39,6 +39,7 @@ class ComponentDecoder {
 
   // Returns 0, 2 when the working plane cannot be had, or the block decoder's code.
   [[nodiscard]] i32 decode();
+  void clearAbsent() const { writer_.clearAbsent(); }
 
  private:
   using Lane = typename K::Lane;
@@ -266,7 +267,6 @@ void ComponentDecoder<Traits, K>::clearSlowly(const Target& target, const Rect& 
 // The levels above the lowest resolution, and the output.
 template <class Traits, class K>
 void ComponentDecoder<Traits, K>::rebuild(bool upscales) {
-  if (size_.empty()) return writer_.writeAbsent();
   if (last_ == 0) return writeLowestResolution();
   const auto stop = [this] { return cancelled(); };
   const Workspace<Lane> space = plane_.template workspace<Lane>();

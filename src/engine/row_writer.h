@@ -3,11 +3,11 @@
 
 #include <algorithm>
 
-#include "api/options.h"
-#include "api/types.h"
+#include "base/types.h"
+#include "engine/decode_options.h"
 #include "engine/scanline_writer.h"
-#include "parse/coding_style.h"
-#include "parse/metadata.h"
+#include "image/coding_style.h"
+#include "image/metadata.h"
 
 namespace wbx {
 
@@ -33,8 +33,8 @@ struct ComponentGrid {
 //
 // A sub-sampled component is spread over its pixels piece by piece, and a piece that belongs to
 // several rows is converted once. Where a tile begins at an odd coordinate such a component can end
-// before its last column or row: its nearest sample goes there, and 0 where it has none at all. So
-// no pixel is made from what the buffer held before.
+// before its last column or row, and its nearest sample goes there. So no pixel is made from what
+// the buffer held before.
 //
 // Format gives the leaf operations on bytes or words:
 //   Sample, kBytes         the output sample and its size
@@ -52,14 +52,17 @@ class RowWriter {
   // `area` is the tile at the resolution that is written.
   RowWriter(const ScanlineWriter& out, const ComponentGrid& grid, const Rect& area,
             const DecodeOptions& options)
-      : out_(out), options_(options), grid_(grid), areaRows_(area.height()) {
-    const bool transforms = out.colourTransform != kMctNone && grid.index < 3;
-    parks_ = transforms && grid.index > 0;
+      : out_(out), options_(options), grid_(grid) {
+    const bool transforms = out.colourTransform != kMctNone;
+    parks_ = transforms && (grid.index == 1 || grid.index == 2);
     finishes_ = transforms && grid.index == 0;
     channel_ = swapsEnds() && (grid.index == 0 || grid.index == 2) ? 2 - grid.index : grid.index;
-    i32 columns = grid.columns * grid.xStep;
-    if (grid.xStep == 2 && columns > 0 && !transforms) columns += Format::template kTail<K>;
-    columns_ = std::min(std::max<i32>(columns, area.width()), out.columnsLeft);
+    // Pixels of four samples have a fourth one when component 0 is finished.
+    const bool extends = !transforms || grid.index < 3 || out.pixelBytes != 4 * Format::kBytes;
+    const i32 tail = grid.columns > 0 && grid.xStep == 2 && !parks_ ? Format::template kTail<K> : 0;
+    columns_ = std::max<i32>(grid.columns * grid.xStep + tail, extends ? area.width() : 0);
+    columns_ = std::min(columns_, out.columnsLeft);
+    rows_ = std::min<i32>(extends ? area.height() : 0, out.rowsLeft);
   }
 
   // Row y of the component.
@@ -67,14 +70,18 @@ class RowWriter {
     const i32 row = options_.bitmap ? grid_.rows - 1 - y : y;
     const i32 first = row * grid_.yStep;
     const i32 own = std::min(first + grid_.yStep, out_.rowsLeft);
-    const i32 end = row == grid_.rows - 1 ? std::max(own, rowsOfArea()) : own;
+    const i32 end = row == grid_.rows - 1 ? std::max(own, rows_) : own;
     place(lanes, first, end);
     for (i32 r = first; r < own; ++r) finishRow(pixelsAt(r, 0));
   }
 
-  // The component has no sample in this tile.
-  void writeAbsent() const {
-    if (grid_.index > 0) place(nullptr, 0, rowsOfArea());
+  // Clears what the pixels of the tile are made of and no row brings: the whole component, if it
+  // has no sample in this tile, and colours that the picture does not have.
+  void clearAbsent() const {
+    if (grid_.columns == 0 || grid_.rows == 0) place(nullptr, 0, rows_);
+    if (grid_.index == 0 && out_.components < 3 && usesAllColours()) {
+      for (i32 r = 0; r < rows_; ++r) clearAbsentColours(pixelsAt(r, 0));
+    }
   }
 
  private:
@@ -86,7 +93,6 @@ class RowWriter {
   [[nodiscard]] bool swapsEnds() const {
     return out_.colourTransform == kMctNone && out_.components >= 3 && options_.bgrOutput;
   }
-  [[nodiscard]] i32 rowsOfArea() const { return std::min(areaRows_, out_.rowsLeft); }
   [[nodiscard]] Pixels pixelsAt(i32 row, i32 column) const {
     return {out_.origin + row * out_.rowBytes + i64{column} * out_.pixelBytes, out_.pixelBytes};
   }
@@ -155,11 +161,9 @@ class RowWriter {
 
   // What needs a whole pixel.
   void finishRow(const Pixels& pixels) const {
-    if (grid_.index == 0 && out_.pixelBytes > 2 * Format::kBytes) {
+    if (grid_.index == 0 && hasThreeSamples()) {
       const i32 count = std::min(grid_.columns, out_.columnsLeft);
-      const bool converts = options_.colourSpace == static_cast<i32>(kColourYcc) &&
-                            out_.colourTransform == kMctNone && Format::convertsYcc(options_);
-      if (converts || options_.rgbOrder) clearAbsentColours(pixels, count);
+      const bool converts = convertsYcc();
       for (i32 i = 0; converts && i < count; ++i) Format::convertYcc(out_, pixels.at(i));
       for (i32 i = 0; options_.rgbOrder && i < count; ++i) exchangeEnds(pixels.at(i));
       if (Format::fillsFourth(out_, options_)) {
@@ -173,12 +177,19 @@ class RowWriter {
     }
   }
 
-  // The first three samples of a pixel that no component has filled so far.
-  void clearAbsentColours(const Pixels& pixels, i32 count) const {
-    if (out_.components >= 3) return;
-    for (i32 k = repeatsGrey() ? 0 : 1; k < 3; ++k) {
-      if (repeatsGrey() && namesChannel(k)) continue;
-      for (i32 i = 0; i < count; ++i) Format::put(pixels.at(i), k, 0);
+  [[nodiscard]] bool hasThreeSamples() const { return out_.pixelBytes > 2 * Format::kBytes; }
+  [[nodiscard]] bool convertsYcc() const {
+    return options_.colourSpace == static_cast<i32>(kColourYcc) &&
+           out_.colourTransform == kMctNone && Format::convertsYcc(options_);
+  }
+  [[nodiscard]] bool usesAllColours() const {
+    return hasThreeSamples() && (options_.rgbOrder || convertsYcc());
+  }
+
+  void clearAbsentColours(const Pixels& pixels) const {
+    for (i32 k = 0; k < 3; ++k) {
+      if (repeatsGrey() ? namesChannel(k) : k == 0) continue;
+      for (i32 i = 0; i < columns_; ++i) Format::put(pixels.at(i), k, 0);
     }
   }
 
@@ -201,10 +212,10 @@ class RowWriter {
   const ScanlineWriter& out_;
   const DecodeOptions& options_;
   const ComponentGrid grid_;
-  const i32 areaRows_;
   bool parks_, finishes_;
   i32 channel_;
   i32 columns_;  // pixels that a row of the component fills
+  i32 rows_;     // rows that the component fills at least
 };
 
 }  // namespace wbx

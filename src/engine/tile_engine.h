@@ -3,8 +3,8 @@
 
 #include <atomic>
 
-#include "api/options.h"
-#include "api/types.h"
+#include "base/types.h"
+#include "engine/decode_options.h"
 #include "engine/scanline_writer.h"
 #include "engine/working_plane.h"
 #include "tier1/block_decoder.h"
@@ -36,9 +36,15 @@ class TileEngine {
   // Needs a tile with a built tree. Returns 0, 2 when the working plane cannot be had, or the
   // block decoder's code. Decoding changes nothing in the tree.
   [[nodiscard]] i32 decodeTile(const Tile& tile);
+  // Clears what pixels of the tile are made of and none of its components brings.
+  void clearAbsent(const Tile& tile);
   void freePlane() { plane_.release(); }
 
  private:
+  // Calls the body with the decoder of each component in turn, until one returns a code.
+  template <class Body>
+  [[nodiscard]] i32 forEachComponent(const Tile& tile, const Body& body);
+
   WorkingPlane plane_;
 };
 

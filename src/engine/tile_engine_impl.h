@@ -9,7 +9,8 @@
 namespace wbx {
 
 template <class Traits>
-i32 TileEngine<Traits>::decodeTile(const Tile& tile) {
+template <class Body>
+i32 TileEngine<Traits>::forEachComponent(const Tile& tile, const Body& body) {
   using Reversible = ComponentDecoder<Traits, typename Traits::Reversible>;
   using Irreversible = ComponentDecoder<Traits, typename Traits::Irreversible>;
   // Components 2 and 1 park their samples in the output pixels, and component 0 finishes them.
@@ -18,11 +19,24 @@ i32 TileEngine<Traits>::decodeTile(const Tile& tile) {
   for (i32 i = 0; i < context.components; ++i) {
     const i32 n = kOrders[context.components - 1][i];
     const i32 code = tile.style.component[n].transform == kKernel53
-                         ? Reversible(context, writer, plane_, tile, n).decode()
-                         : Irreversible(context, writer, plane_, tile, n).decode();
+                         ? body(Reversible(context, writer, plane_, tile, n))
+                         : body(Irreversible(context, writer, plane_, tile, n));
     if (code != WBX_OK) return code;
   }
   return WBX_OK;
+}
+
+template <class Traits>
+i32 TileEngine<Traits>::decodeTile(const Tile& tile) {
+  return forEachComponent(tile, [](auto&& component) { return component.decode(); });
+}
+
+template <class Traits>
+void TileEngine<Traits>::clearAbsent(const Tile& tile) {
+  (void)forEachComponent(tile, [](auto&& component) {
+    component.clearAbsent();
+    return i32{WBX_OK};
+  });
 }
 
 }  // namespace wbx

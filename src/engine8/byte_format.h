@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "api/types.h"
+#include "base/types.h"
 #include "engine/kernels.h"
 #include "engine/row_writer.h"
 

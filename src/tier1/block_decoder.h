@@ -3,8 +3,8 @@
 
 #include <span>
 
-#include "api/arena.h"
-#include "api/types.h"
+#include "base/arena.h"
+#include "base/types.h"
 #include "stream/stream.h"
 #include "tier1/block_task.h"
 #include "tier1/context_tables.h"

@@ -1,7 +1,7 @@
 // What the block decoders take and what they give.
 #pragma once
 
-#include "api/types.h"
+#include "base/types.h"
 #include "tier2/tile.h"
 
 namespace wbx {

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <span>
 
-#include "api/types.h"
+#include "base/types.h"
 #include "stream/stream.h"
 #include "tier1/block_decoder.h"
 #include "tier1/group_passes.h"

@@ -8,7 +8,7 @@
 #include <random>
 #include <vector>
 
-#include "parse/coding_style.h"
+#include "image/coding_style.h"
 #include "support/reference_block_decoder.h"
 #include "tier1/block_task.h"
 
