@@ -292,10 +292,15 @@ void ComponentDecoder<Traits, K>::writeUpscaledRows() {
   }
 }
 
+// A cancelled picture shows what was decoded of it, as far as that takes a few milliseconds.
 template <class Traits, class K>
 void ComponentDecoder<Traits, K>::writeLowestResolution() {
   const Level<Lane> level = plane_.template level<Lane>(0);
-  for (i32 y = 0; y < level.height; ++y) writer_.write(y, level.row(y));
+  i64 lanesAfterCancel = 1 << 21;
+  for (i32 y = 0; y < level.height; ++y) {
+    if (cancelled() && (lanesAfterCancel -= level.width) < 0) return;
+    writer_.write(y, level.row(y));
+  }
 }
 
 }  // namespace wbx
