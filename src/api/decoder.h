@@ -78,8 +78,12 @@ struct Decoder {
   [[nodiscard]] bool isDecodable(i32 number) const;
   void settleOptions();
   [[nodiscard]] i32 decodeTile(i32 number, const Rect& picture);
+  [[nodiscard]] i32 rowOf(const Rect& tile, const Rect& picture) const;
+  [[nodiscard]] bool mayLackComponents() const;
+  void clearAbsent(i32 number, const Rect& picture);
+  // Tells the engine where a tile goes.
   template <class Engine>
-  [[nodiscard]] i32 runEngine(Engine& engine, const Tile& tile, i32 x, i32 y);
+  [[nodiscard]] Engine& aim(Engine& engine, const Tile& tile, i32 x, i32 y);
 };
 
 }  // namespace wbx
