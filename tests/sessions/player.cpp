@@ -202,7 +202,7 @@ class Player {
   }
   // Writes a stream to a file of its name in the current directory.
   void writeFile(const char* name) {
-    if (name == nullptr || *name == '\0' || std::string(name) == "missing") return;
+    if (name == nullptr || *name == '\0' || std::string(name).starts_with("missing")) return;
     const Bytes& bytes = bytesOf(name);
     std::ofstream(name, std::ios::binary)
         .write(reinterpret_cast<const char*>(bytes.data()), static_cast<long>(bytes.size()));
