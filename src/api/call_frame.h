@@ -5,6 +5,7 @@
 
 #include "api/decoder.h"
 #include "api/fault_guard.h"
+#include "api/library.h"
 #include "base/logger.h"
 
 namespace wbx {

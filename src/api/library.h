@@ -12,4 +12,13 @@ extern bool libraryReady;
 void startLibrary();
 void shutDownLibrary();
 
+// Loading the library constructs this object, unloading it or the end of the process destroys it.
+// It is here, and not in one source, so that a program that links the static library gets it with
+// whatever function it calls.
+struct LoadNotice {
+  LoadNotice() { startLibrary(); }
+  ~LoadNotice() { shutDownLibrary(); }
+};
+inline const LoadNotice loadNotice;
+
 }  // namespace wbx

@@ -9,6 +9,7 @@ void SegmentReader::attach(const DataChunk* first, Stream& stream) {
   memory_ = stream.type() == Stream::kMemory ? static_cast<const MemoryStream*>(&stream) : nullptr;
   chunk_ = first;
   cursor_ = end_ = nullptr;
+  segmentsLeft_ = 0;
   outOfMemory_ = false;
   if (chunk_) load();
 }
@@ -21,6 +22,10 @@ bool SegmentReader::hasByte() {
 }
 
 bool SegmentReader::next() {
+  if (segmentsLeft_ > 0) {
+    --segmentsLeft_;
+    return true;
+  }
   if (chunk_) chunk_ = chunk_->next();
   if (chunk_ == nullptr) {
     cursor_ = end_ = nullptr;
@@ -32,6 +37,7 @@ bool SegmentReader::next() {
 
 void SegmentReader::load() {
   const u32 length = chunk_->length();
+  segmentsLeft_ = chunk_->endsSegment() && length == 0 ? chunk_->passes() - 1 : 0;
   if (!chunk_->isReference()) {
     cursor_ = chunk_->data();
     end_ = cursor_ + length;

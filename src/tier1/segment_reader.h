@@ -21,7 +21,8 @@ class SegmentReader {
   // Makes sure that cursor() is below end(), moving on to later chunks of the same codeword
   // segment. False at the end of the segment.
   [[nodiscard]] bool hasByte();
-  // Loads the next chunk whether or not a segment ends here. False at the end of the list.
+  // Goes to the next codeword segment of the chunk, where it has several of no bytes, or to the
+  // next chunk. False at the end of the list.
   bool next();
 
   [[nodiscard]] bool atChunkEnd() const { return cursor_ == end_; }
@@ -41,6 +42,7 @@ class SegmentReader {
   const u8* cursor_ = nullptr;
   const u8* end_ = nullptr;
   const DataChunk* chunk_ = nullptr;
+  i32 segmentsLeft_ = 0;  // of the chunk, behind the one being read
   Stream* stream_ = nullptr;
   const MemoryStream* memory_ = nullptr;  // the same stream when it is one in memory
   Arena* arena_;
