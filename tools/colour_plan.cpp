@@ -182,9 +182,8 @@ class Planner {
 
   void chooseMix() {
     const uint32_t colours = plan_.sourceColours();
-    const bool converted = libraryConverts(facts_) && !plan_.throughPalette;
-    if (space_.kind == ColourKind::kYcc && colours == 3 && !converted) {
-      plan_.mix = ColourPlan::Mix::kYccToRgb;
+    if (colours == 3 && isYcc()) {
+      chooseYcc();
     } else if (space_.kind == ColourKind::kCmy && colours == 3) {
       plan_.mix = ColourPlan::Mix::kCmyToRgb;
     } else if (colours == 4 && space_.kind == ColourKind::kCmyk) {
@@ -196,12 +195,30 @@ class Planner {
     if (subtractive) plan_.keepsProfile = false;
   }
 
+  bool isYcc() const {
+    const bool mayBeYcc = space_.kind == ColourKind::kUnknown || space_.kind == ColourKind::kRgb;
+    return space_.kind == ColourKind::kYcc || (mayBeYcc && hasSmallChroma(facts_));
+  }
+
+  // For chroma of half width the library assumes a transform of the codestream, and that of the 5-3
+  // filter is not the one of YCC. Without a transform it converts no bytes.
+  void chooseYcc() {
+    plan_.needsNoTransform = hasSmallChroma(facts_);
+    const bool withoutTransform = plan_.needsNoTransform || decoded_.asCoded;
+    const bool converted = libraryConverts(facts_) && !plan_.throughPalette &&
+                           !(withoutTransform && decoded_.bits <= 8);
+    if (!converted && !decoded_.asCoded) plan_.mix = ColourPlan::Mix::kYccToRgb;
+  }
+
   void dropFourthColour() { plan_.sources.erase(plan_.sources.begin() + 3); }
 
   void tell(const Roles& roles) {
     if (plan_.mix == ColourPlan::Mix::kCmykToRgb || plan_.mix == ColourPlan::Mix::kCmyToRgb) {
       notes_.push_back("the colours are " + space_.name +
                        " and are converted plainly to RGB; --format raw keeps them");
+    }
+    if (space_.kind != ColourKind::kYcc && plan_.mix == ColourPlan::Mix::kYccToRgb) {
+      notes_.push_back("its sub-sampled components are taken for the chroma of YCC");
     }
     if (space_.kind == ColourKind::kNotConverted) {
       notes_.push_back("the colour space (" + space_.name +

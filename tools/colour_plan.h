@@ -29,6 +29,7 @@ struct ColourPlan {
   Mix mix = Mix::kNone;
   bool keepsProfile = true;  // an ICC profile of the image is one of the picture too
   bool throughPalette = false;
+  bool needsNoTransform = false;  // the decode has to leave the components as they were coded
 
   uint32_t sourceColours() const {
     return static_cast<uint32_t>(sources.size()) - (opacity ? 1 : 0);
@@ -45,6 +46,7 @@ struct ColourPlan {
 struct DecodedSamples {
   uint32_t components = 0;
   uint32_t bits = 0;
+  bool asCoded = false;  // the user asks for no transform
 };
 
 // Plans the colours of a picture. `indices` keeps those into a palette. What the picture does not

@@ -83,4 +83,13 @@ bool libraryConverts(const FileFacts& facts) {
   return colour.inImageHeader && isEnumerated && (isSycc || colour.space == kYpbpr60);
 }
 
+bool hasSmallChroma(const FileFacts& facts) {
+  const auto& codestream = facts.codestream;
+  if (!codestream || !codestream->size || !codestream->coding) return false;
+  const std::vector<ComponentFacts>& components = codestream->size->components;
+  const auto isSmall = [](const ComponentFacts& c) { return c.dx > 1 || c.dy > 1; };
+  return codestream->coding->transform == 0 && components.size() == 3 && !isSmall(components[0]) &&
+         isSmall(components[1]) && isSmall(components[2]);
+}
+
 }  // namespace wbx::tool

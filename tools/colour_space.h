@@ -20,8 +20,12 @@ struct ColourSpace {
 // The space of a file: that of its first colr box, as T.800 I.5.3.3 has it.
 ColourSpace colourSpaceOf(const FileFacts& facts);
 
-// Whether the library itself converts it to RGB.
+// Whether the library knows it for one of luminance and chroma, and converts it to RGB.
 bool libraryConverts(const FileFacts& facts);
+
+// Whether two of three components have fewer samples than the first, and no transform is named for
+// them: by all custom they are the chroma to its luminance, whatever else the file says.
+bool hasSmallChroma(const FileFacts& facts);
 
 }  // namespace wbx::tool
 

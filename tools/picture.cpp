@@ -118,7 +118,8 @@ Outcome Picture::fitLevel(int32_t count) {
 // Three colours are decoded with room for a fourth sample, which is faster and, for the 9-7 filter,
 // keeps more of their fractions.
 Outcome Picture::planPixels() {
-  const DecodedSamples decoded{image_.info().components, image_.info().precision};
+  const DecodedSamples decoded{image_.info().components, image_.info().precision,
+                               arguments_.options.noTransform};
   const uint32_t sampleBytes = decoded.bits > 8 ? 2 : 1;
   const uint32_t roomy = decoded.components == 3 ? 4 : decoded.components;
   const int32_t asked = arguments_.options.pixelBytes.value_or(0);
@@ -183,6 +184,7 @@ std::string Picture::optionText() const {
   std::string text = isRaw() ? "co=RGB," : "";
   text += user.text;
   if (!user.video) text += ",video=0";
+  if (colours_.needsNoTransform) text += ",nomct";
   text += ",res_level=" + std::to_string(level_);
   if (!copiesPixels_) text += ",bpp=" + std::to_string(decodedPixelBytes_);
   return isRaw() ? text : text + ",co=RGB";

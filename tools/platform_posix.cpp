@@ -12,12 +12,15 @@ namespace wbx::tool::platform {
 
 namespace {
 
-constexpr int kEndings[] = {SIGINT, SIGTERM, SIGHUP};
-
+// The signals that end the process, but for those that it was told to ignore, as nohup does.
 sigset_t endings() {
   sigset_t set;
   sigemptyset(&set);
-  for (const int number : kEndings) sigaddset(&set, number);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction action {};
+    const bool known = sigaction(number, nullptr, &action) == 0;
+    if (known && action.sa_handler != SIG_IGN) sigaddset(&set, number);
+  }
   return set;
 }
 

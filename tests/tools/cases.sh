@@ -279,8 +279,20 @@ case_profile() {
   [ "$(ls folder)" = 000-profile.icc ] || fail "$(ls folder)"
 }
 
-# Chroma of half width is shown at full resolution unless the user asks for less.
+# Chroma of half width is shown at full resolution unless the user asks for less, and is chroma
+# whatever the boxes say.
 case_half_chroma() {
+  wrap "$data/chroma_422.j2k" "colr 010000 00000012" >ycc.jp2
+  "$tool" ycc.jp2 ycc.pam
+  "$tool" "$data/chroma_422.j2k" bare.pam 2>err
+  grep -q "taken for the chroma" err || fail "$(cat err)"
+  cmp bare.pam ycc.pam
+  "$tool" ycc.jp2 coded.pam -o nomct,video=0
+  paste -d' ' <(numbers ycc.pam 3) <(numbers coded.pam 3) | awk '
+    function near(got, x) { x = x < 0 ? 0 : x > 255 ? 255 : x; return (got - x) ^ 2 < 2 }
+    { b = $5 - 128; r = $6 - 128
+      if (!near($1, $4 + 1.402 * r) || !near($2, $4 - 0.344 * b - 0.714 * r) ||
+          !near($3, $4 + 1.772 * b)) { print; exit 1 } }' || fail "colours"
   "$tool" "$data/chroma_422.j2k" a.pam
   "$tool" "$data/chroma_422.j2k" b.pam -o video=0
   cmp a.pam b.pam
