@@ -191,19 +191,25 @@ class Image:
         (see `metadata` for the profile), "enumerated N" or "unknown"; None for a raw codestream.
 
         sYCC comes out of a decode to bytes as RGB; all other colours are as they were coded."""
-        return self._boxes().colour if self.jp2 else None
+        return self._boxes().colour
 
     @property
     def palette(self) -> Optional[Palette]:
         """The rows of the palette, a tuple of samples each, or None. Samples of the first component are
         numbers of rows; the palette is not applied by a decode."""
-        return self._boxes().palette if self.jp2 else None
+        return self._boxes().palette
 
     @property
     def opacity(self) -> Optional[str]:
         """"straight" or "premultiplied" if the file says that a channel, usually the last one, is opacity;
         else None."""
-        return self._boxes().opacity if self.jp2 else None
+        return self._boxes().opacity
+
+    @property
+    def subsampling(self) -> Tuple[Tuple[int, int], ...]:
+        """The horizontal and vertical sub-sampling of each component, 1 or 2. A decode enlarges components by
+        repetition, so that every pixel has all samples."""
+        return self._boxes().subsampling
 
     @property
     def metadata(self) -> Tuple[Entry, ...]:
@@ -326,6 +332,7 @@ class Image:
         return ranges
 
     def _shape(self, width: int, height: int) -> Shape:
+        """The shape of a decoded picture of that size."""
         return Shape(height, width, self.components, 1 if self.precision <= 8 else 2)
 
     def _picture(self, shape: Shape) -> Picture:
@@ -363,12 +370,16 @@ class Image:
         return self._deliver(shape, out, fill, crop)
 
     def _deliver(self, shape: Shape, out: Any, fill: Any, crop: Any = None) -> Any:
-        """The array or `out`, filled: with the picture of a shape, or with a part of it."""
+        """The array or `out`, filled: with the picture of a shape, or with a part of it. Other modules of this
+        package may give a Picture of that shape."""
         wanted = shape
         if crop is not None:
             wanted = shape._replace(height=crop[0].stop - crop[0].start, width=crop[1].stop - crop[1].start)
         if out is None:
             return self._array(self._picture(shape), fill, wanted, crop)
+        if isinstance(out, Picture):
+            self._array(out, fill, wanted, crop)
+            return out
         if not _arrays.is_array(out):
             target = _arrays.bytes_of(out, wanted)
             target[:] = memoryview(self._array(Picture(shape), fill, wanted, crop)).cast("B")
