@@ -1,0 +1,45 @@
+// WebAssembly: one thread and no signals. A fault ends the instance, and its host sees it.
+#include <cstdint>
+
+#include "api/platform.h"
+
+namespace wbx {
+
+namespace {
+
+constinit u32 errorWord = 0;
+
+}  // namespace
+
+u32 lastErrorWord() {
+  return errorWord;
+}
+
+void setLastErrorWord(u32 word) {
+  errorWord = word;
+}
+
+u32 currentThreadId() {
+  return 1;
+}
+
+u32 millisecondsSince(std::clock_t start) {
+  return static_cast<u32>(static_cast<i64>(std::clock() - start) * 1000 / CLOCKS_PER_SEC);
+}
+
+std::tm localTimeNow() {
+  const std::time_t now = std::time(nullptr);
+  std::tm result = {};
+  localtime_r(&now, &result);
+  return result;
+}
+
+u32 trapFaults(void (*call)(void*), void* argument) {
+  call(argument);
+  return 0;
+}
+
+void installFaultTraps() {}
+void removeFaultTraps() {}
+
+}  // namespace wbx
