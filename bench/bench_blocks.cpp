@@ -30,7 +30,7 @@ class RealBlocks {
     const auto& file = inputFile();
     handle_ = WBX_OpenMemory(file.data(), static_cast<i32>(file.size()));
     if (handle_ == nullptr) return;
-    tile_ = reinterpret_cast<Decoder*>(handle_)->tileTable.find(0);
+    tile_ = reinterpret_cast<Decoder*>(handle_)->index.tileTable.find(0);
     if (tile_ == nullptr) return;
     for (i32 c = 0; c < tile_->componentCount; ++c) collect(c);
     const size_t stride = (blocks.size() + kMost - 1) / kMost;

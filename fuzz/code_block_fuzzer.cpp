@@ -6,7 +6,7 @@
 #include "wbx.h"
 
 #include "engine/kernels.h"
-#include "parse/coding_style.h"
+#include "image/coding_style.h"
 #include "support.h"
 #include "support/reference_block_decoder.h"
 #include "tier1/block_decoder.h"

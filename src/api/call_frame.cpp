@@ -1,6 +1,6 @@
 #include "api/call_frame.h"
 
-#include "api/platform.h"
+#include "base/platform.h"
 
 namespace wbx {
 

@@ -4,8 +4,8 @@
 #include "wbx.h"
 
 #include "api/decoder.h"
-#include "api/logger.h"
 #include "api/slave_list.h"
+#include "base/logger.h"
 
 namespace wbx {
 
@@ -29,8 +29,8 @@ i32 Decoder::planOutput(void** buffer, u32* size, u32* pitch) {
   const u32 givenSize = *size;
   const Rect picture = pictureAt(std::min(options.res_level, resolutionCount() - 1));
   const bool external = *buffer != nullptr;
-  const i32 packedBytes = image.components * image.bytesPerSample;
-  if (options.bpp == 0) options.bpp = external ? packedBytes : internalPixelBytes(image);
+  const i32 packedBytes = index.image.components * index.image.bytesPerSample;
+  if (options.bpp == 0) options.bpp = external ? packedBytes : internalPixelBytes(index.image);
 
   const i64 packedRow = i64{options.bpp} * picture.width();
   const i64 row = external && pitch != nullptr && *pitch != 0 ? i64{*pitch} : packedRow;
@@ -57,38 +57,40 @@ i32 Decoder::planOutput(void** buffer, u32* size, u32* pitch) {
 }
 
 void Decoder::settleOptions() {
-  if (options.video == 2) options.video = chromaSubsampled ? 1 : 0;
+  const MetadataStore& metadata = index.metadata;
+  TileTable& tiles = index.tileTable;
+  if (options.video == 2) options.video = index.chromaSubsampled ? 1 : 0;
   if (options.nomct != 0) {
-    mainCoding.mct = kMctNone;
-    for (i32 i = tileTable.nextRecord(0); i < tileCount(); i = tileTable.nextRecord(i + 1))
-      tileTable.find(i)->style.mct = kMctNone;
+    index.mainCoding.mct = kMctNone;
+    for (i32 i = tiles.nextRecord(0); i < tileCount(); i = tiles.nextRecord(i + 1))
+      tiles.find(i)->style.mct = kMctNone;
   }
-  options.colourSpace = static_cast<i32>(metadata.colourSpace());
-  if (metadata.channelCount() >= 4 && metadata.channelDefinition(3).type == kPremultipliedOpacity) {
+  options.colourSpace = static_cast<i32>(metadata.colourSpace);
+  if (metadata.channelCount >= 4 && metadata.channelDefinition[3].type == kPremultipliedOpacity) {
     options.mul_by_alpha = 0;
   }
   const bool firstIsBlue =
-      metadata.channelCount() > 0 && metadata.channelDefinition(0).association == kAssociatedBlue;
+      metadata.channelCount > 0 && metadata.channelDefinition[0].association == kAssociatedBlue;
   options.bgrOutput = firstIsBlue ? 0 : 1;
 }
 
 // A tile without a record leaves no trace but in the log.
 i32 Decoder::nextTile(i32 from) const {
-  return logger.active() ? from : tileTable.nextRecord(from);
+  return logger.active() ? from : index.tileTable.nextRecord(from);
 }
 
-bool Decoder::isDecodable(i32 index) const {
-  if (!tileTable.isSelected(index)) return false;
-  const Tile* tile = tileTable.find(index);
+bool Decoder::isDecodable(i32 number) const {
+  if (!index.tileTable.isSelected(number)) return false;
+  const Tile* tile = index.tileTable.find(number);
   return tile != nullptr && tile->isBuilt();
 }
 
 template <class Engine>
 i32 Decoder::runEngine(Engine& engine, const Tile& tile, i32 x, i32 y) {
-  engine.context = {&blockDecoder, &groupDecoder, &options, image.components, &cancelled};
+  engine.context = {&blockDecoder, &groupDecoder, &options, index.image.components, &cancelled};
 
   // Strides of a whole number of samples.
-  const i32 sampleBytes = image.bytesPerSample;
+  const i32 sampleBytes = index.image.bytesPerSample;
   ScanlineWriter& writer = engine.writer;
   writer.colourTransform = tile.style.mct;
   writer.components = tile.componentCount;
@@ -98,19 +100,19 @@ i32 Decoder::runEngine(Engine& engine, const Tile& tile, i32 x, i32 y) {
   writer.columnsLeft = static_cast<i32>(outputPlan.width) - x;
   writer.rowsLeft = static_cast<i32>(outputPlan.height) - y;
   if (sampleBytes > 1) {
-    writer.maxValue = (1 << image.maxPrecision) - 1;
-    writer.levelShift = 1 << (image.maxPrecision - 1);
+    writer.maxValue = (1 << index.image.maxPrecision) - 1;
+    writer.levelShift = 1 << (index.image.maxPrecision - 1);
   }
   return engine.decodeTile(tile);
 }
 
-i32 Decoder::decodeTile(i32 index, const Rect& picture) {
-  logger.writeStamped("  - Tile #%u", static_cast<u32>(index));
-  if (!isDecodable(index)) {
+i32 Decoder::decodeTile(i32 number, const Rect& picture) {
+  logger.writeStamped("  - Tile #%u", static_cast<u32>(number));
+  if (!isDecodable(number)) {
     logger.writeMore(" => Skipped.");
     return WBX_OK;
   }
-  const Tile& tile = *tileTable.find(index);
+  const Tile& tile = *index.tileTable.find(number);
   const Rect reduced = reduceRect(tile.rect, options.res_level);
   const i32 x = reduced.x0 - picture.x0;
   i32 y = reduced.y0 - picture.y0;
@@ -124,8 +126,8 @@ i32 Decoder::decodeTile(i32 index, const Rect& picture) {
   logger.writeStamped("== TILE: Decoding... ====================");
   // The engines write the rows of a tile bottom up under the same option.
   if (options.bitmap != 0) y = picture.height() - reduced.height() - y;
-  const i32 code =
-      image.bytesPerSample < 2 ? runEngine(engine8, tile, x, y) : runEngine(engine16, tile, x, y);
+  const i32 code = index.image.bytesPerSample < 2 ? runEngine(engine8, tile, x, y)
+                                                  : runEngine(engine16, tile, x, y);
   if (code != WBX_OK) return code;
   logger.writeStamped("== TILE: Decoding Finished. =============");
   return WBX_OK;

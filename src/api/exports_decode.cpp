@@ -2,6 +2,7 @@
 #include "wbx.h"
 
 #include "api/call_frame.h"
+#include "api/options.h"
 
 using namespace wbx;
 
@@ -40,7 +41,7 @@ int32_t WBX_Decode(WBX_Handle handle, void** buffer, uint32_t* size, const char*
 
   code = FaultGuard::work([&] {
     Decoder& decoder = decoderOf(handle);
-    i32 result = decoder.options.parseOptions(options, false, false);
+    i32 result = parseOptions(decoder.options, options, false, false);
     if (result == WBX_OK) result = decoder.planOutput(buffer, size, pitch);
     if (result == WBX_OK) result = decoder.decodeTiles();
     return result;

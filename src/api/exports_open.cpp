@@ -19,7 +19,7 @@ WBX_Handle openImage(Source source, SetUp setUp) {
   const i32 code = FaultGuard::work([&] {
     decoder->stream->close();
     i32 result = setUp(*decoder);
-    if (result == WBX_OK) result = decoder->parseHeaders();
+    if (result == WBX_OK) result = decoder->readIndex();
     if (result != WBX_OK) Decoder::destroy(decoder);
     return result;
   });

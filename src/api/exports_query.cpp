@@ -2,22 +2,23 @@
 #include "wbx.h"
 
 #include "api/call_frame.h"
+#include "api/options.h"
 
 using namespace wbx;
 
 namespace {
 
 void fillInfo(const Decoder& decoder, WBX_ImageInfoEx& info) {
-  const bool inBoxes = decoder.metadata.isJP2() || decoder.metadata.isJPX();
-  const bool reversible = decoder.mainCoding.kernel == kKernel53;
+  const bool inBoxes = decoder.index.metadata.isJP2 || decoder.index.metadata.isJPX;
+  const bool reversible = decoder.index.mainCoding.kernel == kKernel53;
   info.version = WBX_VERSION;
-  info.width = decoder.image.image.width();
-  info.height = decoder.image.image.height();
-  info.components = decoder.image.components;
+  info.width = decoder.index.image.image.width();
+  info.height = decoder.index.image.image.height();
+  info.components = decoder.index.image.components;
   info.flags = (inBoxes ? u32{WBX_INFO_JP2} : 0) | (reversible ? u32{WBX_INFO_REVERSIBLE} : 0);
-  info.tilesAcross = static_cast<u32>(decoder.tileTable.across());
-  info.tilesDown = static_cast<u32>(decoder.tileTable.down());
-  info.precision = static_cast<u32>(decoder.image.maxPrecision);
+  info.tilesAcross = static_cast<u32>(decoder.index.tileTable.across());
+  info.tilesDown = static_cast<u32>(decoder.index.tileTable.down());
+  info.precision = static_cast<u32>(decoder.index.image.maxPrecision);
 }
 
 // Returns 10 for a level beyond the last, with the size of the last stored.
@@ -38,7 +39,7 @@ int32_t WBX_GetInfo(WBX_Handle handle, uint32_t* width, uint32_t* height, uint32
   return finish(FaultGuard::probe([&] {
     const i32 code = readMagic(handle);
     if (code != WBX_OK) return code;
-    const ImageHeader& image = decoderOf(handle).image;
+    const ImageHeader& image = decoderOf(handle).index.image;
     if (width != nullptr) *width = image.image.width();
     if (height != nullptr) *height = image.image.height();
     if (components != nullptr) *components = image.components;
@@ -68,7 +69,7 @@ int32_t WBX_GetMetaData(WBX_Handle handle, int32_t* index, uint32_t* kind, const
   return finish(FaultGuard::work([&] {
     const i32 wanted = *index;
     *data = nullptr;
-    const MetadataEntry* entry = decoderOf(handle).metadata.entry(wanted);
+    const MetadataEntry* entry = decoderOf(handle).index.metadata.entry(wanted);
     if (entry != nullptr) {
       *kind = static_cast<u32>(entry->kind);
       *data = entry->data;
@@ -104,7 +105,7 @@ int32_t WBX_GetResolutionDimensionsByStr(WBX_Handle handle, const char* options,
   DecodeOptions parsed;
   const i32 code = FaultGuard::probe([&] {
     // Only the level counts, and what is unknown here the decode itself will report.
-    (void)parsed.parseOptions(options, true, true);
+    (void)parseOptions(parsed, options, true, true);
   });
   if (code != WBX_OK) return report(code);
   return WBX_GetResolutionDimensions(handle, parsed.res_level, width, height);

@@ -5,7 +5,7 @@
 
 #include "api/call_frame.h"
 #include "api/error_table.h"
-#include "api/platform.h"
+#include "base/platform.h"
 
 using namespace wbx;
 

@@ -1,7 +1,9 @@
 #include "api/slave_list.h"
 
-#include "api/logger.h"
-#include "api/memory.h"
+#include <mutex>
+
+#include "base/logger.h"
+#include "base/memory.h"
 
 namespace wbx {
 

@@ -1,10 +1,9 @@
 // SlaveList: the output buffers that the library allocates on behalf of its decoders.
 #pragma once
 
-#include <mutex>
-
-#include "api/arena.h"
-#include "api/types.h"
+#include "base/arena.h"
+#include "base/lock.h"
+#include "base/types.h"
 
 namespace wbx {
 
@@ -34,7 +33,7 @@ class SlaveList {
   void append(Node* node);
 
   Arena nodePool_{kFirstBlockSize};
-  std::mutex lock_;
+  Lock lock_;
   Node* firstNode_ = nullptr;
   Node* lastNode_ = nullptr;
 };

@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <utility>
 
-#include "api/types.h"
+#include "base/types.h"
 #include "engine/scanline_writer.h"
-#include "parse/coding_style.h"
-#include "parse/metadata.h"
+#include "image/coding_style.h"
+#include "image/metadata.h"
 
 namespace wbx {
 

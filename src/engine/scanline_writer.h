@@ -1,8 +1,8 @@
 // ScanlineWriter: where finished rows of samples go.
 #pragma once
 
-#include "api/options.h"
-#include "api/types.h"
+#include "base/types.h"
+#include "engine/decode_options.h"
 
 namespace wbx {
 

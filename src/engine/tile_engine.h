@@ -4,8 +4,8 @@
 #include <atomic>
 #include <optional>
 
-#include "api/options.h"
-#include "api/types.h"
+#include "base/types.h"
+#include "engine/decode_options.h"
 #include "engine/scanline_writer.h"
 #include "engine/working_plane.h"
 #include "tier1/block_decoder.h"

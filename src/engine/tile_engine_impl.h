@@ -3,7 +3,7 @@
 
 #include "wbx.h"
 
-#include "api/logger.h"
+#include "base/logger.h"
 #include "engine/row_writer.h"
 #include "engine/synthesis.h"
 #include "engine/tile_engine.h"

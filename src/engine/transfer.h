@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "api/types.h"
+#include "base/types.h"
 #include "tier1/block_decoder.h"
 
 namespace wbx {

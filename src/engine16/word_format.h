@@ -6,7 +6,7 @@
 #include <cstring>
 #include <limits>
 
-#include "api/types.h"
+#include "base/types.h"
 #include "engine/kernels.h"
 #include "engine/row_writer.h"
 

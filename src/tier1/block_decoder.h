@@ -1,8 +1,8 @@
 // BlockDecoder: the three coding passes over a code block (T.800 D).
 #pragma once
 
-#include "api/arena.h"
-#include "api/types.h"
+#include "base/arena.h"
+#include "base/types.h"
 #include "stream/stream.h"
 #include "tier1/context_tables.h"
 #include "tier1/mq_decoder.h"

@@ -3,7 +3,7 @@
 
 #include <array>
 
-#include "api/types.h"
+#include "base/types.h"
 #include "tier1/mq_table.h"
 
 namespace wbx {

@@ -6,7 +6,7 @@
 
 #include "wbx.h"
 
-#include "api/memory.h"
+#include "base/memory.h"
 
 namespace wbx {
 namespace {

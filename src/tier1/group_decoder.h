@@ -1,8 +1,8 @@
 // GroupDecoder: decodes code blocks eight at a time.
 #pragma once
 
-#include "api/types.h"
-#include "parse/coding_style.h"
+#include "base/types.h"
+#include "image/coding_style.h"
 #include "stream/stream.h"
 #include "tier1/block_decoder.h"
 #include "tier1/group_passes.h"

@@ -4,7 +4,7 @@
 #include <bit>
 #include <cstring>
 
-#include "api/types.h"
+#include "base/types.h"
 #include "tier1/mq_table.h"
 #include "tier1/segment_reader.h"
 

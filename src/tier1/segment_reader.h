@@ -1,8 +1,8 @@
 // SegmentReader: the bytes of a code block's codeword segments, chunk by chunk.
 #pragma once
 
-#include "api/arena.h"
-#include "api/types.h"
+#include "base/arena.h"
+#include "base/types.h"
 #include "stream/stream.h"
 #include "tier2/data_chunk.h"
 

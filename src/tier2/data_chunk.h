@@ -1,7 +1,7 @@
 // DataChunk: one packet's contribution to one code block.
 #pragma once
 
-#include "api/types.h"
+#include "base/types.h"
 
 namespace wbx {
 

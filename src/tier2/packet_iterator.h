@@ -1,8 +1,8 @@
 // PacketIterator: which packet of a tile comes next (T.800 B.12).
 #pragma once
 
-#include "api/arena.h"
-#include "api/types.h"
+#include "base/arena.h"
+#include "base/types.h"
 
 namespace wbx {
 

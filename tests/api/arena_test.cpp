@@ -1,4 +1,4 @@
-#include "api/arena.h"
+#include "base/arena.h"
 
 #include <cstring>
 #include <gtest/gtest.h>

@@ -155,8 +155,8 @@ class HandleTest : public LogTest {
     LogTest::SetUp();
     decoder_ = Decoder::create(wbx::Source::kMemory);
     ASSERT_NE(decoder_, nullptr);
-    decoder_->image.components = 3;
-    decoder_->image.image = decoder_->decodeRegion = {10, 20, 110, 220};
+    decoder_->index.image.components = 3;
+    decoder_->index.image.image = decoder_->decodeRegion = {10, 20, 110, 220};
   }
   WBX_Handle handle() { return reinterpret_cast<WBX_Handle>(decoder_); }
 

@@ -5,6 +5,7 @@
 #include "wbx.h"
 
 #include "api/decoder.h"
+#include "api/options.h"
 
 namespace wbx {
 namespace {
@@ -19,9 +20,9 @@ class PlanTest : public ::testing::Test {
   void TearDown() override { Decoder::destroy(decoder_); }
 
   void describe(u16 components, i32 bytesPerSample, Rect image) {
-    decoder_->image.components = components;
-    decoder_->image.bytesPerSample = bytesPerSample;
-    decoder_->image.image = decoder_->decodeRegion = image;
+    decoder_->index.image.components = components;
+    decoder_->index.image.bytesPerSample = bytesPerSample;
+    decoder_->index.image.image = decoder_->decodeRegion = image;
   }
 
   // Plans for a caller's buffer, with nothing behind its address.
@@ -40,7 +41,7 @@ class PlanTest : public ::testing::Test {
 
  private:
   i32 plan(const char* options) {
-    EXPECT_EQ(decoder_->options.parseOptions(options, false, true), WBX_OK);
+    EXPECT_EQ(parseOptions(decoder_->options, options, false, true), WBX_OK);
     return decoder_->planOutput(&buffer_, &size_, &pitch_);
   }
 };
@@ -143,8 +144,8 @@ TEST_F(PlanTest, LevelsBeyondTheLastOrBelowTheFirst) {
 
 TEST_F(PlanTest, DecodingNoTilesSettlesTheOptions) {
   EXPECT_EQ(planInternal("rl=9,mba,nomct"), WBX_OK);
-  decoder_->mainCoding.mct = kMctReversible;
-  decoder_->chromaSubsampled = true;
+  decoder_->index.mainCoding.mct = kMctReversible;
+  decoder_->index.chromaSubsampled = true;
   decoder_->cancelled = true;
   EXPECT_EQ(decoder_->decodeTiles(), WBX_OK) << "a cancel from before the decode is forgotten";
   EXPECT_EQ(decoder_->options.res_level, 0);
@@ -152,7 +153,7 @@ TEST_F(PlanTest, DecodingNoTilesSettlesTheOptions) {
   EXPECT_EQ(decoder_->options.mul_by_alpha, 1);
   EXPECT_EQ(decoder_->options.bgrOutput, 1);
   EXPECT_EQ(decoder_->options.colourSpace, 0x8001);
-  EXPECT_EQ(decoder_->mainCoding.mct, kMctNone);
+  EXPECT_EQ(decoder_->index.mainCoding.mct, kMctNone);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "api/logger.h"
+#include "base/logger.h"
 
 #include <string>
 #include <thread>

@@ -16,12 +16,12 @@ class SelectionTest : public LogTest {
     LogTest::SetUp();
     decoder_ = Decoder::create(Source::kMemory);
     ASSERT_NE(decoder_, nullptr);
-    ImageHeader& header = decoder_->image;
+    ImageHeader& header = decoder_->index.image;
     header.components = 1;
     header.image = header.tiles = decoder_->decodeRegion = {0, 0, 100, 60};
     header.tile = {0, 0, 64, 32};
-    decoder_->tileTable.layOut(header);
-    ASSERT_EQ(decoder_->tileTable.create(decoder_->arena), WBX_OK);
+    decoder_->index.tileTable.layOut(header);
+    ASSERT_EQ(decoder_->index.tileTable.create(decoder_->arena), WBX_OK);
   }
   void TearDown() override {
     Decoder::destroy(decoder_);
@@ -34,14 +34,14 @@ class SelectionTest : public LogTest {
   std::string selected() const {
     std::string numbers;
     for (i32 i = 0; i < 4; ++i) {
-      if (decoder_->tileTable.isSelected(i)) numbers += std::to_string(i);
+      if (decoder_->index.tileTable.isSelected(i)) numbers += std::to_string(i);
     }
     return numbers;
   }
   const Rect& region() const { return decoder_->decodeRegion; }
 
   void giveResolutions(i32 tile, u8 resolutions) {
-    CodingStyle& style = decoder_->tileTable.obtain(tile, decoder_->arena)->style;
+    CodingStyle& style = decoder_->index.tileTable.obtain(tile, decoder_->arena)->style;
     style.components = 1;
     style.component[0].resolutions = resolutions;
   }

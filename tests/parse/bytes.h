@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "api/types.h"
+#include "base/types.h"
 #include "stream/stream.h"
 
 namespace wbx::test::parse {

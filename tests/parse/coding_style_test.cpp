@@ -1,10 +1,9 @@
-#include "parse/coding_style.h"
-
 #include <gtest/gtest.h>
 
 #include "wbx.h"
 
 #include "bytes.h"
+#include "parse/coding_markers.h"
 
 namespace wbx {
 namespace {
@@ -19,11 +18,11 @@ class CodingStyleTest : public testing::Test {
   i32 cod(const Cod& cod) { return cod_(style_, cod); }
   i32 coc(const Bytes& payload) {
     load(payload);
-    return style_.parseCOC(stream_);
+    return parseCOC(stream_, style_);
   }
   i32 cod_(CodingStyle& style, const Cod& cod) {
     load(cod.payload());
-    return style.parseCOD(stream_);
+    return parseCOD(stream_, style);
   }
   void load(const Bytes& bytes) {
     bytes_ = bytes;

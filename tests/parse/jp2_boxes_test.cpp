@@ -1,10 +1,12 @@
+#include "parse/jp2_boxes.h"
+
 #include <gtest/gtest.h>
 #include <string>
 
 #include "wbx.h"
 
 #include "bytes.h"
-#include "parse/metadata.h"
+#include "parse/metadata_reader.h"
 
 namespace wbx {
 namespace {
@@ -33,19 +35,19 @@ class Jp2BoxesTest : public testing::Test {
     bytes_ = file;
     stream_.open(bytes_.data(), static_cast<u32>(bytes_.size()));
     stream_.seek(2);
-    return store_.parseJP2(stream_);
+    return parseJP2(stream_, store_);
   }
   i32 walk(const Bytes& boxes) {
     return open(test::parse::kSignature + test::parse::kFileType + boxes);
   }
   i32 trail(const Bytes& boxes) {
     const i32 code = walk(kJp2c + boxes);
-    return code != 0 ? code : store_.parseTrailingBoxes(stream_);
+    return code != 0 ? code : parseTrailingBoxes(stream_, store_);
   }
   // "kind:data" of every entry.
-  std::string entries() const {
+  std::string entries() {
     std::string all;
-    for (const MetadataEntry* e = store_.head(); e != nullptr; e = e->next)
+    for (const MetadataEntry* e = store_.entry(0); e != nullptr; e = e->next)
       all += std::to_string(e->kind) + ":" +
              std::string(reinterpret_cast<const char*>(e->data), static_cast<size_t>(e->length)) +
              " ";
@@ -63,8 +65,8 @@ TEST_F(Jp2BoxesTest, StopsAtThePayloadOfTheCodestreamBox) {
     EXPECT_EQ(walk(box("jp2c", {1, 2, 3}, length)), 0);
     EXPECT_EQ(stream_.tell(), kHead + 8);
   }
-  EXPECT_TRUE(store_.isJP2());
-  EXPECT_EQ(store_.colourSpace(), 0x8001u);
+  EXPECT_TRUE(store_.isJP2);
+  EXPECT_EQ(store_.colourSpace, 0x8001u);
 }
 
 TEST_F(Jp2BoxesTest, SignatureAndFileType) {
@@ -81,8 +83,8 @@ TEST_F(Jp2BoxesTest, SignatureAndFileType) {
   EXPECT_EQ(openWith(fileType("jp2 ", many + text("jpx "))), 0);
   EXPECT_EQ(openWith(fileType("jp2 ", many + text("jpx jpx "))), WBX_ERROR_CORRUPT);
   EXPECT_EQ(openWith(fileType("jpx ", text("jp2 "))), 0);
-  EXPECT_TRUE(store_.isJPX());
-  EXPECT_FALSE(store_.isJP2());
+  EXPECT_TRUE(store_.isJPX);
+  EXPECT_FALSE(store_.isJP2);
 }
 
 TEST_F(Jp2BoxesTest, KeepsWhatAnApplicationMayWant) {
@@ -97,15 +99,15 @@ TEST_F(Jp2BoxesTest, KeepsWhatAnApplicationMayWant) {
 TEST_F(Jp2BoxesTest, ColourSpecification) {
   const auto enumerated = [](u32 space) { return box("colr", Bytes{1, 0, 0} + be32(space)); };
   EXPECT_EQ(walk(enumerated(18) + enumerated(17) + kJp2c), 0);
-  EXPECT_EQ(store_.colourSpace(), u32{kColourYcc});
+  EXPECT_EQ(store_.colourSpace, u32{kColourYcc});
   EXPECT_EQ(open(test::parse::kSignature + fileType("jpx ", text("jpx ")) + enumerated(18) + kJp2c),
             0);
-  EXPECT_EQ(store_.colourSpace(), 18u);
+  EXPECT_EQ(store_.colourSpace, 18u);
   EXPECT_EQ(walk(box("colr", Bytes{2, 0, 0} + text("icc")) + kJp2c), 0);
-  EXPECT_EQ(store_.colourSpace(), u32{kColourRestrictedIcc});
+  EXPECT_EQ(store_.colourSpace, u32{kColourRestrictedIcc});
   EXPECT_EQ(entries(), "6:icc ");
   EXPECT_EQ(walk(box("colr", {3, 0}) + kJp2c), WBX_ERROR_MEMORY);
-  EXPECT_EQ(store_.colourSpace(), u32{kColourIcc});
+  EXPECT_EQ(store_.colourSpace, u32{kColourIcc});
   EXPECT_EQ(walk(box("colr", {4, 0, 0}) + kJp2c), WBX_ERROR_NOT_PART1);
   EXPECT_EQ(walk(box("colr", {1, 0, 0, 0})), WBX_ERROR_READ);
 }
@@ -114,10 +116,10 @@ TEST_F(Jp2BoxesTest, ChannelDefinition) {
   const auto entry = [](u32 a, u32 b, u32 c) { return be16(a) + be16(b) + be16(c); };
   EXPECT_EQ(walk(box("cdef", be16(3) + entry(3, 1, 0) + entry(4, 9, 9) + entry(0, 0, 3)) + kJp2c),
             0);
-  EXPECT_EQ(store_.channelCount(), 3);
-  EXPECT_EQ(store_.channelDefinition(3).type, 1);
-  EXPECT_EQ(store_.channelDefinition(0).association, 3);
-  EXPECT_EQ(store_.channelDefinition(1).type, 0);
+  EXPECT_EQ(store_.channelCount, 3);
+  EXPECT_EQ(store_.channelDefinition[3].type, 1);
+  EXPECT_EQ(store_.channelDefinition[0].association, 3);
+  EXPECT_EQ(store_.channelDefinition[1].type, 0);
 }
 
 TEST_F(Jp2BoxesTest, BoxLengthsAtTheEdges) {
@@ -158,7 +160,7 @@ TEST_F(Jp2BoxesTest, BytesThatAreNotThereReadAsZeros) {
 TEST_F(Jp2BoxesTest, ALengthFarBeyondTheSourceIsKeptAsItStands) {
   constexpr u32 kClaimed = 1u << 28;
   EXPECT_EQ(trail(box("xml ", text("ab"), kClaimed + 8)), 0);
-  const MetadataEntry* entry = store_.head();
+  const MetadataEntry* entry = store_.entry(0);
   ASSERT_NE(entry, nullptr);
   EXPECT_EQ(entry->length, i32{kClaimed});
   EXPECT_STREQ(reinterpret_cast<const char*>(entry->data), "ab");
@@ -185,7 +187,7 @@ TEST(TrailingBoxes, AreNotLookedForBehindARawCodestream) {
   const Bytes garbage = box("free", {}, 3);
   MemoryStream stream;
   stream.open(garbage.data(), static_cast<u32>(garbage.size()));
-  EXPECT_EQ(store.parseTrailingBoxes(stream), 0);
+  EXPECT_EQ(parseTrailingBoxes(stream, store), 0);
   EXPECT_EQ(stream.tell(), 0u);
 }
 
@@ -195,10 +197,10 @@ TEST(Comments, AreKeptInTheirOrder) {
   const Bytes bytes = be16(1) + text("hello") + be16(0) + Bytes{1, 0, 2} + be16(7);
   MemoryStream stream;
   stream.open(bytes.data(), static_cast<u32>(bytes.size()));
-  EXPECT_EQ(store.parseCOM(stream, 7), 0);
-  EXPECT_EQ(store.parseCOM(stream, 5), 0);
-  EXPECT_EQ(store.parseCOM(stream, 2), 0);
-  const MetadataEntry* entry = store.head();
+  EXPECT_EQ(parseCOM(stream, store, 7), 0);
+  EXPECT_EQ(parseCOM(stream, store, 5), 0);
+  EXPECT_EQ(parseCOM(stream, store, 2), 0);
+  const MetadataEntry* entry = store.entry(0);
   EXPECT_STREQ(reinterpret_cast<const char*>(entry->data), "hello");
   EXPECT_EQ(entry->kind, kMetaText);
   entry = entry->next;
@@ -208,7 +210,7 @@ TEST(Comments, AreKeptInTheirOrder) {
   EXPECT_EQ(entry->kind, kMetaText);
   EXPECT_EQ(entry->length, 0);
   EXPECT_EQ(entry->next, nullptr);
-  EXPECT_EQ(store.parseCOM(stream, 1), WBX_ERROR_MEMORY);
+  EXPECT_EQ(parseCOM(stream, store, 1), WBX_ERROR_MEMORY);
 }
 
 }  // namespace

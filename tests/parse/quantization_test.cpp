@@ -3,7 +3,7 @@
 #include "wbx.h"
 
 #include "bytes.h"
-#include "parse/coding_style.h"
+#include "parse/coding_markers.h"
 #include "tier2/tile.h"
 
 namespace wbx {
@@ -19,14 +19,14 @@ class QuantizationTest : public testing::Test {
   i32 read(const Bytes& payload, bool isQcc) {
     bytes_ = payload;
     stream_.open(bytes_.data(), static_cast<u32>(bytes_.size()));
-    return style_.parseQuantization(stream_, static_cast<i32>(bytes_.size()), isQcc);
+    return parseQuantization(stream_, style_, static_cast<i32>(bytes_.size()), isQcc);
   }
   i32 qcd(const Bytes& payload) { return read(payload, false); }
   i32 qcc(const Bytes& payload) { return read(payload, true); }
   i32 rgn(const Bytes& payload) {
     bytes_ = payload;
     stream_.open(bytes_.data(), static_cast<u32>(bytes_.size()));
-    return style_.parseRGN(stream_);
+    return parseRGN(stream_, style_);
   }
   const Quantization& of(i32 component) { return style_.component[component].quantization; }
 
@@ -108,7 +108,7 @@ TEST(FinishQuantization, DerivesOneExponentMoreForEachResolution) {
     coding.quantization.stepSize[0] = (20 << 11) | 0x123;
   }
   tile.style.component[0].quantization.style = 1;
-  finishQuantization(tile);
+  tile.style.finishQuantization();
   const Quantization& derived = tile.style.component[0].quantization;
   for (size_t i : {1u, 2u, 3u}) EXPECT_EQ(derived.stepSize[i], (21 << 11) | 0x123);
   EXPECT_EQ(derived.stepSize[4], (22 << 11) | 0x123);

@@ -9,7 +9,7 @@
 #include <iterator>
 #include <string_view>
 
-#include "api/memory.h"
+#include "base/memory.h"
 
 namespace wbx::test::robust {
 namespace {

@@ -10,7 +10,7 @@
 
 #include "wbx.h"
 
-#include "api/types.h"
+#include "base/types.h"
 
 namespace wbx::test::robust {
 

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "api/types.h"
+#include "base/types.h"
 
 namespace wbx::test {
 

@@ -5,7 +5,7 @@
 #include <new>
 #include <numeric>
 
-#include "api/arena.h"
+#include "base/arena.h"
 
 namespace wbx {
 namespace {

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "api/arena.h"
+#include "base/arena.h"
 #include "stream/stream.h"
 #include "tier2/packet.h"
 #include "tier2/tile.h"

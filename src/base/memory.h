@@ -1,7 +1,7 @@
 // All heap memory of the library passes through here.
 #pragma once
 
-#include "api/types.h"
+#include "base/types.h"
 
 namespace wbx {
 

@@ -5,9 +5,9 @@
 #include <cstdarg>
 #include <cstdio>
 #include <ctime>
-#include <mutex>
 
-#include "api/types.h"
+#include "base/lock.h"
+#include "base/types.h"
 
 #if defined(__GNUC__)
 #define WBX_PRINTF_METHOD __attribute__((format(printf, 2, 3)))  // argument 1 is `this`
@@ -38,14 +38,14 @@ class Logger {
  private:
   // All under the lock.
   void formatMessage(const char* format, va_list arguments);
-  void putStampedLine();
+  void putLine(const char* format, va_list arguments);
   void putLine(const char* format, ...) WBX_PRINTF_METHOD;
 
   std::atomic<bool> active_{false};
   std::FILE* file_ = nullptr;
   char buffer_[kBufferSize] = {};
   std::clock_t startTicks_ = 0;
-  std::mutex lock_;
+  Lock lock_;
 };
 
 extern Logger logger;

@@ -1,11 +1,11 @@
 // COD and COC (T.800 A.6.1, A.6.2).
-#include "parse/coding_style.h"
+#include "parse/coding_markers.h"
 
 #include <algorithm>
 
 #include "wbx.h"
 
-#include "api/logger.h"
+#include "base/logger.h"
 #include "parse/fields.h"
 
 namespace wbx {
@@ -107,31 +107,31 @@ u8 chooseMct(u8 transformByte, u8 wavelet, u16 components) {
 
 }  // namespace
 
-i32 CodingStyle::parseCOD(Stream& stream) {
-  stream.readU8(&scod);
-  stream.readU8(&progression);
-  stream.readU16(&layers);
+i32 parseCOD(Stream& stream, CodingStyle& style) {
+  stream.readU8(&style.scod);
+  stream.readU8(&style.progression);
+  stream.readU16(&style.layers);
   const u8 mctByte = takeU8(stream);
   ComponentCoding given;
   readCodingParameters(stream, given);
-  if (progression > kCprl || given.transform > kKernel53) return WBX_ERROR_NOT_PART1;
+  if (style.progression > kCprl || given.transform > kKernel53) return WBX_ERROR_NOT_PART1;
 
-  kernel = given.transform;
-  mct = chooseMct(mctByte, kernel, components);
-  logCOD(*this, given);
-  given.scoc = scod & kScodPrecincts;
+  style.kernel = given.transform;
+  style.mct = chooseMct(mctByte, style.kernel, style.components);
+  logCOD(style, given);
+  given.scoc = style.scod & kScodPrecincts;
   if (given.scoc != 0) readPrecinctSizes(stream, given);
-  for (i32 c = 0; c < components; ++c)
-    if (component[c].cocSeen == 0) applyDefault(given, component[c]);
-  scod &= kScodSop | kScodEph;
-  codSeen = 1;
+  for (i32 c = 0; c < style.components; ++c)
+    if (style.component[c].cocSeen == 0) applyDefault(given, style.component[c]);
+  style.scod &= kScodSop | kScodEph;
+  style.codSeen = 1;
   return 0;
 }
 
-i32 CodingStyle::parseCOC(Stream& stream) {
+i32 parseCOC(Stream& stream, CodingStyle& style) {
   const u8 index = takeU8(stream);
   if (index >= kMaxComponents) return WBX_ERROR_CORRUPT;
-  ComponentCoding& coding = component[index];
+  ComponentCoding& coding = style.component[index];
   stream.readU8(&coding.scoc);
   readCodingParameters(stream, coding);
   if (coding.transform > kKernel53) return WBX_ERROR_NOT_PART1;
@@ -141,19 +141,6 @@ i32 CodingStyle::parseCOC(Stream& stream) {
   coding.cocSeen = 1;
   coding.scoc &= kScodPrecincts;
   return 0;
-}
-
-void CodingStyle::inherit(const CodingStyle& main) {
-  const u8 ownKernel = kernel;
-  *this = main;
-  kernel = ownKernel;
-  for (ComponentCoding& coding : component) coding.cocSeen = coding.qccSeen = 0;
-}
-
-i32 CodingStyle::smallestResolutions() const {
-  i32 smallest = 255;
-  for (i32 c = 0; c < components; ++c) smallest = std::min<i32>(smallest, component[c].resolutions);
-  return smallest;
 }
 
 }  // namespace wbx

@@ -1,8 +1,8 @@
-#include "api/arena.h"
+#include "base/arena.h"
 
 #include <cstring>
 
-#include "api/memory.h"
+#include "base/memory.h"
 
 namespace wbx {
 

@@ -1,7 +1,7 @@
 // Numbers of faults, and which of them the library takes.
 #pragma once
 
-#include "api/types.h"
+#include "base/types.h"
 
 namespace wbx {
 
@@ -37,10 +37,5 @@ enum FaultNumber : u32 {
   return number != kFaultFloatOverflow && number != kFaultFloatUnderflow &&
          number != kFaultIntegerOverflow;
 }
-
-#if !defined(_WIN32)
-// The number for a signal and its si_code.
-[[nodiscard]] u32 faultOfSignal(int signal, int code);
-#endif
 
 }  // namespace wbx

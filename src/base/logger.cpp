@@ -1,8 +1,10 @@
-#include "api/logger.h"
+#include "base/logger.h"
+
+#include <mutex>
 
 #include "wbx.h"
 
-#include "api/platform.h"
+#include "base/platform.h"
 
 namespace wbx {
 
@@ -20,19 +22,19 @@ void Logger::formatMessage(const char* format, va_list arguments) {
   std::vsnprintf(buffer_, kBufferSize, format, arguments);
 }
 
-void Logger::putStampedLine() {
+void Logger::putLine(const char* format, va_list arguments) {
+  formatMessage(format, arguments);
   const u32 time = millisecondsSince(startTicks_);
   std::fprintf(file_, "\n[%02u:%02u.%03u %04X] %s", time / 60000 % 60, time / 1000 % 60,
                time % 1000, currentThreadId(), buffer_);
+  std::fflush(file_);
 }
 
 void Logger::putLine(const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  formatMessage(format, arguments);
+  putLine(format, arguments);
   va_end(arguments);
-  putStampedLine();
-  std::fflush(file_);
 }
 
 void Logger::writeStamped(const char* format, ...) {
@@ -41,14 +43,13 @@ void Logger::writeStamped(const char* format, ...) {
   if (!active()) return;  // stopped while we waited
   if (format == nullptr || *format == '\0') {
     std::fputc('\n', file_);
-  } else {
-    va_list arguments;
-    va_start(arguments, format);
-    formatMessage(format, arguments);
-    va_end(arguments);
-    putStampedLine();
+    std::fflush(file_);
+    return;
   }
-  std::fflush(file_);
+  va_list arguments;
+  va_start(arguments, format);
+  putLine(format, arguments);
+  va_end(arguments);
 }
 
 void Logger::writeMore(const char* format, ...) {

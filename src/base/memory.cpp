@@ -1,4 +1,4 @@
-#include "api/memory.h"
+#include "base/memory.h"
 
 #include <algorithm>
 #include <atomic>

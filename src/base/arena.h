@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "api/types.h"
+#include "base/types.h"
 
 namespace wbx {
 

@@ -3,9 +3,8 @@
 
 #include <array>
 
-#include "api/types.h"
-#include "parse/image_header.h"
-#include "stream/stream.h"
+#include "base/types.h"
+#include "image/image_header.h"
 
 namespace wbx {
 
@@ -32,12 +31,18 @@ enum CodeBlockStyle : u8 {
 // Bits of Scod.
 enum CodingFlags : u8 { kScodPrecincts = 0x01, kScodSop = 0x02, kScodEph = 0x04 };
 
+enum QuantizationStyle : u8 { kNoQuantization = 0, kScalarDerived = 1, kScalarExpounded = 2 };
+
+// An entry of the step sizes has its exponent in the high 5 bits and its mantissa below.
+inline constexpr i32 kExponentShift = 11;
+inline constexpr u16 kMantissaMask = 0x07FF;
+
 struct Quantization {
-  u8 style = 0;  // 0 none, 1 scalar derived, 2 scalar expounded
+  u8 style = kNoQuantization;
   u8 guardBits = 0;
   u8 roiShift = 0;
-  u16 qntStepSizes = 0;                          // entries that the marker gave
-  std::array<u16, kMaxStepSizes> stepSize = {};  // exponent in the high 5 bits, mantissa below
+  u16 qntStepSizes = 0;  // entries that the marker gave
+  std::array<u16, kMaxStepSizes> stepSize = {};
 };
 
 struct ComponentCoding {
@@ -72,12 +77,6 @@ struct CodingStyle {
   u16 components = 0;
   ComponentCoding component[kMaxComponents];
 
-  // Each stands at the first payload byte and returns 0 or an error code.
-  [[nodiscard]] i32 parseCOD(Stream& stream);
-  [[nodiscard]] i32 parseCOC(Stream& stream);
-  [[nodiscard]] i32 parseQuantization(Stream& stream, i32 length, bool isQcc);
-  [[nodiscard]] i32 parseRGN(Stream& stream);
-
   // Makes this a tile's record: takes over what the main header says, but none of the marks that a
   // component had a COC or QCC of its own, so that a COD or QCD of the tile goes before them.
   void inherit(const CodingStyle& main);
@@ -88,14 +87,8 @@ struct CodingStyle {
   // from.
   [[nodiscard]] bool hasEnoughStepSizes() const;
 
- private:
-  void storeQCD(const Quantization& given);
-  void storeQCC(u8 index, const Quantization& given);
+  // Works out the step sizes of each component with derived quantization. `qntStepSizes` stays 1.
+  void finishQuantization();
 };
-
-struct Tile;
-
-// Works out the step sizes of each component with derived quantization. `qntStepSizes` stays 1.
-void finishQuantization(Tile& tile);
 
 }  // namespace wbx

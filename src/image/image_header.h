@@ -1,7 +1,7 @@
 // ImageHeader: the image as SIZ gives it (T.800 A.5.1), in 16-bit coordinates.
 #pragma once
 
-#include "api/types.h"
+#include "base/types.h"
 
 namespace wbx {
 

@@ -1,6 +1,11 @@
 #include <csetjmp>
 #include <csignal>
 #include <cstdint>
+#include <sys/types.h>
+
+#if defined(__GLIBCXX__)
+#include <cxxabi.h>
+#endif
 
 #if defined(__linux__)
 #include <sys/syscall.h>
@@ -10,8 +15,8 @@
 #include <thread>
 #endif
 
-#include "api/fault_numbers.h"
-#include "api/platform.h"
+#include "base/fault_numbers.h"
+#include "base/platform.h"
 
 // With the initial-exec model a thread's first look at such a variable allocates nothing, so that
 // a signal handler may look too; and every look is a single instruction.
@@ -90,6 +95,20 @@ u32 floatFault(int code) {
   }
 }
 
+// The number for a signal and its si_code.
+u32 faultOfSignal(int signal, int code) {
+  switch (signal) {
+    case SIGBUS:
+      return code == BUS_ADRALN ? kFaultMisalignment : kFaultAccessViolation;
+    case SIGFPE:
+      return floatFault(code);
+    case SIGILL:
+      return kFaultIllegalInstruction;
+    default:
+      return kFaultAccessViolation;
+  }
+}
+
 // The default action needs the signal once more: a fault comes again by itself when its instruction
 // does, a sent signal has to be sent again, and arrives when our handler returns.
 void takeDefaultAction(int signal, const siginfo_t* info) {
@@ -145,6 +164,21 @@ bool isOurs(const struct sigaction& action) {
   return (action.sa_flags & SA_SIGINFO) != 0 && action.sa_sigaction == &onSignal;
 }
 
+// The exception of a forced unwinding has no object, which the sanitizer takes for a null
+// reference.
+[[gnu::no_sanitize("undefined")]] u32 callAndCatch(void (*call)(void*), void* argument) {
+  try {
+    call(argument);
+    return 0;
+#if defined(__GLIBCXX__)
+  } catch (abi::__forced_unwind&) {
+    throw;  // a thread that is cancelled inside a caller's callback has to unwind to its end
+#endif
+  } catch (...) {
+    return kFaultLanguageException;
+  }
+}
+
 bool isPlain(const struct sigaction& action) {
   return (action.sa_flags & SA_SIGINFO) == 0 &&
          (action.sa_handler == SIG_DFL || action.sa_handler == SIG_IGN);
@@ -192,6 +226,29 @@ u32 millisecondsSince(std::clock_t start) {
   return static_cast<u32>(static_cast<i64>(std::clock() - start) * 1000 / CLOCKS_PER_SEC);
 }
 
+std::FILE* openForReading(const char* path) {
+  return std::fopen(path, "rb");
+}
+
+bool seekInFile(std::FILE* file, u32 offset) {
+  return fseeko(file, static_cast<off_t>(offset), SEEK_SET) == 0;
+}
+
+int readByte(std::FILE* file) {
+  return getc_unlocked(file);
+}
+
+// 0 free, 1 held, 2 held and perhaps waited for.
+void acquireLock(LockWord& word) {
+  std::uintptr_t state = 0;
+  if (word.compare_exchange_strong(state, 1, std::memory_order_acquire)) return;
+  while (word.exchange(2, std::memory_order_acquire) != 0) word.wait(2, std::memory_order_relaxed);
+}
+
+void releaseLock(LockWord& word) {
+  if (word.exchange(0, std::memory_order_release) == 2) word.notify_one();
+}
+
 std::tm localTimeNow() {
   const std::time_t now = std::time(nullptr);
   std::tm result = {};
@@ -199,24 +256,10 @@ std::tm localTimeNow() {
   return result;
 }
 
-u32 faultOfSignal(int signal, int code) {
-  switch (signal) {
-    case SIGBUS:
-      return code == BUS_ADRALN ? kFaultMisalignment : kFaultAccessViolation;
-    case SIGFPE:
-      return floatFault(code);
-    case SIGILL:
-      return kFaultIllegalInstruction;
-    default:
-      return kFaultAccessViolation;
-  }
-}
-
 u32 trapFaults(void (*call)(void*), void* argument) {
   TrapFrame frame;
   if (sigsetjmp(frame.escape, 0) != 0) return frame.fault;
-  call(argument);
-  return 0;
+  return callAndCatch(call, argument);
 }
 
 void installFaultTraps() {

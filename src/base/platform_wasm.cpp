@@ -1,7 +1,5 @@
-// WebAssembly: one thread and no signals. A fault ends the instance, and its host sees it.
-#include <cstdint>
-
-#include "api/platform.h"
+// WebAssembly: one thread, no files, no signals. A fault ends the instance, and its host sees it.
+#include "base/platform.h"
 
 namespace wbx {
 
@@ -33,6 +31,21 @@ std::tm localTimeNow() {
   localtime_r(&now, &result);
   return result;
 }
+
+std::FILE* openForReading(const char* path) {
+  return std::fopen(path, "rb");
+}
+
+bool seekInFile(std::FILE* file, u32 offset) {
+  return fseeko(file, static_cast<off_t>(offset), SEEK_SET) == 0;
+}
+
+int readByte(std::FILE* file) {
+  return std::getc(file);
+}
+
+void acquireLock(LockWord& /*word*/) {}
+void releaseLock(LockWord& /*word*/) {}
 
 u32 trapFaults(void (*call)(void*), void* argument) {
   call(argument);
