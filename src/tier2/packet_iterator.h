@@ -94,6 +94,8 @@ struct PacketIterator {
   void takePosition();
   void finish();
 
+  [[nodiscard]] bool isOccupied(u8 index) const { return ((occupied_ >> index) & 1u) != 0; }
+
   u32 occupied_ = 0;  // a bit for each resolution that has packets
   PositionWalk walk_;
 };
