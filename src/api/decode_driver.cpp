@@ -32,8 +32,13 @@ i32 Decoder::planOutput(void** buffer, u32* size, u32* pitch) {
   const i32 packedBytes = index.image.components * index.image.bytesPerSample;
   if (options.bpp == 0) options.bpp = external ? packedBytes : internalPixelBytes(index.image);
 
+  // Pixels and rows lie whole samples apart.
+  const i64 wholeSamples = -i64{index.image.bytesPerSample};
+  options.bpp = static_cast<i32>(options.bpp & wholeSamples);
+
   const i64 packedRow = i64{options.bpp} * picture.width();
-  const i64 row = external && pitch != nullptr && *pitch != 0 ? i64{*pitch} : packedRow;
+  const bool rowGiven = external && pitch != nullptr && *pitch != 0;
+  const i64 row = rowGiven ? *pitch & wholeSamples : packedRow;
   const i64 bytes = row * picture.height();
   const bool fits = bytes >= 0 && bytes <= std::numeric_limits<u32>::max();
 
@@ -89,17 +94,15 @@ template <class Engine>
 Engine& Decoder::aim(Engine& engine, const Tile& tile, i32 x, i32 y) {
   engine.context = {&blockDecoder, &groupDecoder, &options, index.image.components, &cancelled};
 
-  // Strides of a whole number of samples.
-  const i32 sampleBytes = index.image.bytesPerSample;
   ScanlineWriter& writer = engine.writer;
   writer.colourTransform = tile.style.mct;
   writer.components = tile.componentCount;
   writer.origin = outputPlan.buffer + i64{y} * outputPlan.pitch + i64{x} * outputPlan.bytesPerPixel;
-  writer.rowBytes = i64{outputPlan.pitch} / sampleBytes * sampleBytes;
-  writer.pixelBytes = outputPlan.bytesPerPixel / sampleBytes * sampleBytes;
+  writer.rowBytes = outputPlan.pitch;
+  writer.pixelBytes = outputPlan.bytesPerPixel;
   writer.columnsLeft = static_cast<i32>(outputPlan.width) - x;
   writer.rowsLeft = static_cast<i32>(outputPlan.height) - y;
-  if (sampleBytes > 1) {
+  if (index.image.bytesPerSample > 1) {
     writer.maxValue = (1 << index.image.maxPrecision) - 1;
     writer.levelShift = 1 << (index.image.maxPrecision - 1);
   }
