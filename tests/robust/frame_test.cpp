@@ -5,6 +5,7 @@
 #include <chrono>
 #include <csetjmp>
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
@@ -14,11 +15,14 @@
 #include <unistd.h>
 
 #include "api/slave_list.h"
-#include "parse/bytes.h"
 #include "robust/support.h"
 
-namespace wbx::test::robust {
+namespace wbx::test {
 namespace {
+
+WBX_Handle openBytes(const Bytes& file) {
+  return WBX_OpenMemory(file.data(), static_cast<i32>(file.size()));
+}
 
 #if defined(__clang__) || defined(__GNUC__)
 #define WBX_UNCHECKED __attribute__((no_sanitize("undefined", "address", "thread")))
@@ -98,7 +102,7 @@ TEST(Callbacks, AreClosedOnceWhateverEndsTheOpen) {
     EXPECT_EQ(host.closes, 1);
   }
   Host host(dataFile("grey_noise.j2k"));
-  const CountedMemory none(CountedMemory::Refuse::kAllFrom);
+  const CountedMemory none(0, true);
   EXPECT_EQ(host.open(), nullptr);
   EXPECT_EQ(WBX_getLastError(), WBX_ERROR_MEMORY);
   EXPECT_EQ(host.closes, 1);
@@ -106,7 +110,7 @@ TEST(Callbacks, AreClosedOnceWhateverEndsTheOpen) {
 
 TEST(Callbacks, AreAskedForSomethingAndFindNothingInTheirBuffers) {
   int emptyReads = 0, usedBuffers = 0;
-  Host host(fileOfAllBoxes());
+  Host host(dataFile("all_boxes.jp2"));
   host.bytes.insert(host.bytes.end(), {0, 0, 0, 8, 'x', 'm', 'l', ' '});
   host.onRead = [&](u8* buffer, u32 count) {
     emptyReads += count == 0;
@@ -253,10 +257,8 @@ TEST_F(Jumps, AndCallsOnTheStackForSignalsLeaveTheGuardsBelowAlone) {
 }
 #endif
 
-using InAFolder = InAFolderOfItsOwn;
-
 #if !defined(__SANITIZE_ADDRESS__)  // its allocator has locks that hang a child
-TEST_F(InAFolder, ForkedChildrenWorkWhileOtherThreadsDecode) {
+TEST(Forks, LeaveAChildThatWorksWhileOtherThreadsDecode) {
   const Bytes file = dataFile("grey_noise.j2k");
   ASSERT_EQ(WBX_StartLogging(0, 0), WBX_OK);
   std::atomic<bool> ended = false;
@@ -282,6 +284,8 @@ TEST_F(InAFolder, ForkedChildrenWorkWhileOtherThreadsDecode) {
   }
   ended = true;
   for (std::thread& thread : threads) thread.join();
+  WBX_StopLogging();
+  std::filesystem::remove("wbx-codec.log");
   EXPECT_EQ(working, children);
 }
 #endif
@@ -291,11 +295,9 @@ std::string logText() {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-TEST_F(InAFolder, TextsOfOthersStayInTheirLinesOfTheLog) {
-  using parse::operator+;
+TEST(LogTexts, OfOthersStayInTheirLines) {
   const Bytes comment = {0, 1, 'a', '\n', '[', 0x1B, 0x9B, 0xE9, 0xC3, 0xA9, 0xC2, 0x85, 'z'};
-  const Bytes codestream =
-      parse::kSoc + parse::Siz().bytes() + parse::segment(0x64, comment) + parse::kEoc;
+  const Bytes codestream = siz({}) + segment(0x64, comment) + kEoc;
   Bytes boxes = dataFile("channels_blue_first.jp2");
   const Bytes jp2h = {'j', 'p', '2', 'h'};
   const auto header = std::search(boxes.begin(), boxes.end(), jp2h.begin(), jp2h.end());
@@ -309,6 +311,7 @@ TEST_F(InAFolder, TextsOfOthersStayInTheirLinesOfTheLog) {
   WBX_OpenFile("a\nb");
   WBX_StopLogging();
   const std::string text = logText();
+  std::filesystem::remove("wbx-codec.log");
   for (const char* line : {"data=\"a\\x0A[\\x1B\\x9B\\xE9\xC3\xA9\\xC2\\x85z\"\n",
                            "[\\x00a\\x0A]]: ", "ppp...\")\n", "WBX_OpenFile(\"a\\x0Ab\")\n"}) {
     EXPECT_NE(text.find(line), std::string::npos) << line << text;
@@ -321,7 +324,7 @@ TEST(Calls, TakeBadPointersAndFilesThatCannotBeSought) {
 
   void* buffer = &buffer;
   u32 width = 0, height = 0, components = 0;
-  const std::string path = std::string(WBX_ROBUST_DATA) + "/grey_noise.j2k";
+  const std::string path = std::string(WBX_TEST_DATA) + "/grey_noise.j2k";
   EXPECT_EQ(WBX_EasyDecode(path.c_str(), &buffer, &width, &height, &components, "bpp=1,none"),
             nullptr);
   EXPECT_EQ(buffer, nullptr);
@@ -378,4 +381,4 @@ TEST(SlaveListOf, ManyBuffersIsAsFastAsOne) {
 }
 
 }  // namespace
-}  // namespace wbx::test::robust
+}  // namespace wbx::test
