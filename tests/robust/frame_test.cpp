@@ -40,6 +40,15 @@ WBX_UNCHECKED void strike() {
   *nowhere<volatile int*>() = 1;
 }
 
+// A call that a fault or a jump ended loses memory, which a leak checker need not be told.
+#if defined(__SANITIZE_ADDRESS__)
+extern "C" void __lsan_disable();
+extern "C" void __lsan_enable();
+#else
+void __lsan_disable() {}
+void __lsan_enable() {}
+#endif
+
 // A source whose reads go to a function first; a negative result of that stands for "deliver".
 struct Host {
   explicit Host(Bytes content) : bytes(std::move(content)) {}
@@ -87,7 +96,9 @@ TEST(Callbacks, AreClosedOnceWhateverEndsTheOpen) {
   for (const auto& end : ends) {
     Host host(dataFile("grey_noise.j2k"));
     host.onRead = end;
+    __lsan_disable();
     EXPECT_EQ(host.open(), nullptr);
+    __lsan_enable();
     EXPECT_EQ(host.closes, 1);
   }
   Host host(dataFile("grey_noise.j2k"));
@@ -212,14 +223,6 @@ class Jumps : public testing::Test {
   struct sigaction before_ = {}, beforeUser_ = {};
 };
 
-#if defined(__SANITIZE_ADDRESS__)
-extern "C" void __lsan_disable();
-extern "C" void __lsan_enable();
-#else
-void __lsan_disable() {}
-void __lsan_enable() {}
-#endif
-
 TEST_F(Jumps, OutOfACallbackLeaveTheApplicationItsFaults) {
   __lsan_disable();
   openAndLeave();
@@ -254,6 +257,7 @@ TEST_F(Jumps, AndCallsOnTheStackForSignalsLeaveTheGuardsBelowAlone) {
 }
 #endif
 
+#if !defined(__SANITIZE_ADDRESS__)  // its allocator has locks that hang a child
 TEST(Forks, LeaveAChildThatWorksWhileOtherThreadsDecode) {
   const Bytes file = dataFile("grey_noise.j2k");
   ASSERT_EQ(WBX_StartLogging(0, 0), WBX_OK);
@@ -284,6 +288,7 @@ TEST(Forks, LeaveAChildThatWorksWhileOtherThreadsDecode) {
   std::filesystem::remove("wbx-codec.log");
   EXPECT_EQ(working, children);
 }
+#endif
 
 std::string logText() {
   std::ifstream file("wbx-codec.log", std::ios::binary);
