@@ -21,7 +21,7 @@ void setLastErrorWord(u32 word);
 
 [[nodiscard]] std::tm localTimeNow();
 
-// The bytes of a file that is only read; null when it cannot be opened.
+// The bytes of a file that is only read; null when it cannot be opened, or sought in.
 [[nodiscard]] std::FILE* openForReading(const char* path);
 // From the start of the file; false when the system refuses.
 [[nodiscard]] bool seekInFile(std::FILE* file, u32 offset);
@@ -41,5 +41,9 @@ void releaseLock(LockWord& word);
 // trapFaults traps nothing outside these two. Each may be called again at any time.
 void installFaultTraps();
 void removeFaultTraps();
+
+// Where processes fork: `before` is called ahead of each fork from now on, `after` behind it, in
+// the parent and in the child.
+void callAroundForks(void (*before)(), void (*after)());
 
 }  // namespace wbx

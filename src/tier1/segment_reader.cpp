@@ -14,6 +14,14 @@ void SegmentReader::attach(const DataChunk* first, Stream& stream) {
   if (chunk_) load();
 }
 
+void SegmentReader::attach(std::span<const u8> bytes) {
+  chunk_ = nullptr;
+  segmentsLeft_ = 0;
+  cursor_ = bytes.data();
+  end_ = cursor_ + bytes.size();
+  outOfMemory_ = false;
+}
+
 bool SegmentReader::hasByte() {
   while (cursor_ == end_) {
     if (chunk_ == nullptr || chunk_->endsSegment() || !next()) return false;

@@ -1,6 +1,8 @@
 // SegmentReader: the bytes of a code block's codeword segments, chunk by chunk.
 #pragma once
 
+#include <span>
+
 #include "base/arena.h"
 #include "base/types.h"
 #include "stream/stream.h"
@@ -17,6 +19,8 @@ class SegmentReader {
 
   // Points at a block's chunks and loads the first one.
   void attach(const DataChunk* first, Stream& stream);
+  // Points at the bytes of a segment that were fetched before.
+  void attach(std::span<const u8> bytes);
 
   // Makes sure that cursor() is below end(), moving on to later chunks of the same codeword
   // segment. False at the end of the segment.
