@@ -1,6 +1,6 @@
 #include "stream/stream.h"
 
-#include "stream/byte_order.h"
+#include "base/byte_order.h"
 
 namespace wbx {
 
