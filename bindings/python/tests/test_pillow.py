@@ -1,9 +1,7 @@
 """The plugin shows what Pillow's own plugin shows, only faster."""
 
 import io
-import shutil
 import subprocess
-import sys
 
 import numpy as np
 import pytest
@@ -11,7 +9,7 @@ from PIL import Image, Jpeg2KImagePlugin
 
 import wbx
 import wbx.pillow
-from conftest import ROOT, enlarged
+
 
 OWN = Jpeg2KImagePlugin.Jpeg2KImageFile
 

@@ -173,6 +173,18 @@ class Image:
         width, height = self._sizes[level]
         return width, height
 
+    def decoded_size(self, tiles: Union[int, Iterable[int]], level: int = 0) -> Tuple[int, int]:
+        """(width, height) of what `decode` gives for these tiles at a level."""
+        ranges = self._ranges(tiles)
+        with self._exclusive():
+            handle = self._open_handle()
+            try:
+                handle.select(ranges)
+                width, height = handle.size(level)
+                return width, height
+            finally:
+                handle.select_all()
+
     def level_for(self, width: int, height: int) -> int:
         """The level with the smallest picture that is at least so large; 0 if there is none."""
         fitting = [n for n, (w, h) in enumerate(self._sizes) if w >= width and h >= height]
