@@ -28,7 +28,7 @@ def rows_of(path):
 
 
 def test_two_hundred_files_and_a_killed_worker(client, data, accepted, refused, tmp_path):
-    names = [row[0] for row in accepted if row[3] == "8" and row[2] in "134"] + list(refused)
+    names = [row[0] for row in accepted if row[2] == "8" and row[1] in "134"] + list(refused)
     files = {}
     for number in range(200):
         name = names[number % len(names)]

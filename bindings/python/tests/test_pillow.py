@@ -51,7 +51,7 @@ def test_every_file_looks_as_with_pillow_alone(data, accepted, refused, tmp_path
             step = max(1, 2 ** (8 - image.precision)) << (8 if own.max() > 255 and image.precision > 8 else 0)
             assert np.abs(with_us - own).max() <= (0 if image.reversible else 6 * step), path.name
             ours += wbx.pillow._same_colours(image, shown(OWN, path)[1])
-    assert ours > 200  # and not by leaving it all to Pillow
+    assert ours > len(accepted)  # and not by leaving it all to Pillow
 
 
 def test_thumbnails_take_a_small_resolution(large_file, tmp_path):

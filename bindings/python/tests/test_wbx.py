@@ -26,8 +26,8 @@ def test_every_file_gives_the_samples_of_the_library(data, accepted, golden):
             array = image.decode(options="video=2")
             packed = np.empty(array.shape, array.dtype)
             assert image.decode(out=packed, options="video=2") is packed, name
-        assert array.shape[2] == int(row[2]) and array.dtype == (np.uint8 if int(row[3]) <= 8 else np.uint16)
-        lift = max(128 - 2 ** int(row[3]) // 2, 0) if int(row[3]) < 8 else 0
+        assert array.shape[2] == int(row[0]) and array.dtype == (np.uint8 if int(row[1]) <= 8 else np.uint16)
+        lift = 128 - 2 ** int(row[1]) // 2 if int(row[1]) < 8 else 0
         assert zlib.crc32((packed + array.dtype.type(lift)).tobytes()) == golden[name], name
         step = 0 if image.reversible else 1
         assert packed.size == 0 or np.abs(array.astype(int) - packed).max() <= step, name
@@ -261,4 +261,4 @@ def test_nothing_leaks(data, refused):
         for _ in range(1000):
             work()
         assert resident() - before < 400_000
-    assert len(os.listdir("/proc/self/fd")) == descriptors
+    assert len(os.listdir("/proc/self/fd")) <= descriptors
