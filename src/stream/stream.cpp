@@ -20,9 +20,9 @@ void Stream::readU32(u32* value) {
 }
 
 void Stream::readF32(f32* value) {
-  u32 bits = std::bit_cast<u32>(*value);
+  u32 bits = __builtin_bit_cast(u32, *value);
   readU32(&bits);
-  *value = std::bit_cast<f32>(bits);
+  *value = __builtin_bit_cast(f32, bits);
 }
 
 void Stream::writeU16(u16 value) {
@@ -36,7 +36,7 @@ void Stream::writeU32(u32 value) {
 }
 
 void Stream::writeF32(f32 value) {
-  writeU32(std::bit_cast<u32>(value));
+  writeU32(__builtin_bit_cast(u32, value));
 }
 
 }  // namespace wbx
