@@ -10,3 +10,8 @@ target_include_directories(wbx-codec PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
 target_link_options(wbx-codec PRIVATE -static -Wl,--enable-stdcall-fixup -Wl,--exclude-all-symbols
                                       ${packaging}/wbx-codec.def)
 set_target_properties(wbx-codec PROPERTIES PREFIX lib LINK_DEPENDS ${packaging}/wbx-codec.def)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  add_custom_command(TARGET wbx-codec POST_BUILD VERBATIM
+    COMMAND ${CMAKE_DLLTOOL} --kill-at -d ${packaging}/callers-i386.def
+            -l $<TARGET_LINKER_FILE:wbx-codec>)
+endif()

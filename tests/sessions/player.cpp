@@ -234,12 +234,12 @@ class Player {
     source_.refuses = way == "refuse";
     source_.position = 0;
     source_.closes = source_.afterClose = 0;
-    CustomCallbacks callbacks = {
-        [](void* user, uint32_t offset) { return static_cast<Source*>(user)->seek(offset); },
-        [](void* buffer, uint32_t count, void* user) {
-          return static_cast<Source*>(user)->read(buffer, count);
-        },
-        [](void* user) { ++static_cast<Source*>(user)->closes; }};
+    CustomCallbacks callbacks = {[](void* user, uint32_t offset)
+                                     WBX_CALL { return static_cast<Source*>(user)->seek(offset); },
+                                 [](void* buffer, uint32_t count, void* user) WBX_CALL {
+                                   return static_cast<Source*>(user)->read(buffer, count);
+                                 },
+                                 [](void* user) WBX_CALL { ++static_cast<Source*>(user)->closes; }};
     if (way == "noseek") callbacks.seek = nullptr;
     source_.handle = handle_ = WBX_OpenCustom(&source_, &callbacks);
     callbacks = {};  // was copied
@@ -387,7 +387,7 @@ class Player {
   void tellLog() {
     static const std::regex stamp(R"(^\[\d\d:\d\d\.\d{3} [0-9A-F]{4,}\])");
     static const std::regex date(R"(STARTED on \[[0-9/: ]+\])");
-    static const std::regex pointer(R"(0x[0-9a-f]{6,}|\(nil\))");
+    static const std::regex pointer(R"(0x[0-9a-f]{6,}|\(nil\)|\b([0-9a-fA-F]{8}){1,2}\b)");
     if (!fs::exists(kLogFile)) return;
     for (std::string line : linesOf(kLogFile)) {
       line = std::regex_replace(line, stamp, "[]");
