@@ -28,7 +28,7 @@ struct OutputPlan {
 enum class Source { kFile, kMemory, kCustom };
 
 // Holds by value everything that does not grow with the image; the rest is its Arena's. For one
-// thread at a time, except for `cancelled`.
+// thread at a time, except for the two flags.
 struct Decoder {
   // Null when memory runs out.
   [[nodiscard]] static Decoder* create(Source source);
@@ -39,6 +39,7 @@ struct Decoder {
   Decoder& operator=(const Decoder&) = delete;
 
   std::atomic<bool> cancelled{false};  // read and stored relaxed
+  std::atomic<bool> busy{false};       // a call has hold of the object
   Arena arena{46000};
   ImageIndex index{arena};
   Rect decodeRegion;  // bounding rectangle of the selected tiles at full resolution
@@ -77,8 +78,12 @@ struct Decoder {
   [[nodiscard]] bool isDecodable(i32 number) const;
   void settleOptions();
   [[nodiscard]] i32 decodeTile(i32 number, const Rect& picture);
+  [[nodiscard]] i32 rowOf(const Rect& tile, const Rect& picture) const;
+  [[nodiscard]] bool mayLackComponents() const;
+  void clearAbsent(i32 number, const Rect& picture);
+  // Tells the engine where a tile goes.
   template <class Engine>
-  [[nodiscard]] i32 runEngine(Engine& engine, const Tile& tile, i32 x, i32 y);
+  [[nodiscard]] Engine& aim(Engine& engine, const Tile& tile, i32 x, i32 y);
 };
 
 }  // namespace wbx

@@ -36,25 +36,22 @@ i32 storeDimensions(const Decoder& decoder, i32 level, u32* width, u32* height) 
 int32_t WBX_GetInfo(WBX_Handle handle, uint32_t* width, uint32_t* height, uint32_t* components) {
   logger.writeStamped("API call: WBX_GetInfo()");
   if (handle == nullptr) return report(WBX_ERROR_ARGUMENT);
+  const Hold hold(handle);
+  if (hold.code() != WBX_OK) return report(hold.code());
   return finish(FaultGuard::probe([&] {
-    const i32 code = readMagic(handle);
-    if (code != WBX_OK) return code;
     const ImageHeader& image = decoderOf(handle).index.image;
     if (width != nullptr) *width = image.image.width();
     if (height != nullptr) *height = image.image.height();
     if (components != nullptr) *components = image.components;
-    return code;
   }));
 }
 
 int32_t WBX_GetInfoEx(WBX_Handle handle, WBX_ImageInfoEx* info) {
   logger.writeStamped("API call: WBX_GetInfoEx()");
   if (handle == nullptr || info == nullptr) return report(WBX_ERROR_ARGUMENT);
-  return finish(FaultGuard::probe([&] {
-    const i32 code = readMagic(handle);
-    if (code == WBX_OK) fillInfo(decoderOf(handle), *info);
-    return code;
-  }));
+  const Hold hold(handle);
+  if (hold.code() != WBX_OK) return report(hold.code());
+  return finish(FaultGuard::probe([&] { fillInfo(decoderOf(handle), *info); }));
 }
 
 int32_t WBX_GetMetaData(WBX_Handle handle, int32_t* index, uint32_t* kind, const void** data,
@@ -64,8 +61,8 @@ int32_t WBX_GetMetaData(WBX_Handle handle, int32_t* index, uint32_t* kind, const
       length == nullptr) {
     return report(WBX_ERROR_ARGUMENT);
   }
-  const i32 code = testHandle(handle);
-  if (code != WBX_OK) return report(code);
+  const Hold hold(handle);
+  if (hold.code() != WBX_OK) return report(hold.code());
   return finish(FaultGuard::work([&] {
     const i32 wanted = *index;
     *data = nullptr;
@@ -82,10 +79,10 @@ int32_t WBX_GetMetaData(WBX_Handle handle, int32_t* index, uint32_t* kind, const
 int32_t WBX_GetResolutions(WBX_Handle handle, int32_t* count) {
   logger.writeStamped("API call: WBX_GetResolutions()");
   if (handle == nullptr || count == nullptr) return report(WBX_ERROR_ARGUMENT);
-  i32 code = testHandle(handle);
-  if (code != WBX_OK) return report(code);
+  const Hold hold(handle);
+  if (hold.code() != WBX_OK) return report(hold.code());
   i32 found = 0;
-  code = FaultGuard::work([&] { found = decoderOf(handle).resolutionCount(); });
+  const i32 code = FaultGuard::work([&] { found = decoderOf(handle).resolutionCount(); });
   if (code != WBX_OK) return report(code);
   return finish(FaultGuard::probe([&] { *count = found; }));
 }
@@ -94,8 +91,8 @@ int32_t WBX_GetResolutionDimensions(WBX_Handle handle, int32_t level, uint32_t* 
                                     uint32_t* height) {
   logger.writeStamped("API call: WBX_GetResolutionDimensions()");
   if (handle == nullptr || width == nullptr || height == nullptr) return report(WBX_ERROR_ARGUMENT);
-  const i32 code = testHandle(handle);
-  if (code != WBX_OK) return report(code);
+  const Hold hold(handle);
+  if (hold.code() != WBX_OK) return report(hold.code());
   return finish(
       FaultGuard::work([&] { return storeDimensions(decoderOf(handle), level, width, height); }));
 }
@@ -114,8 +111,8 @@ int32_t WBX_GetResolutionDimensionsByStr(WBX_Handle handle, const char* options,
 int32_t WBX_SelectTiles(WBX_Handle handle, int32_t first, int32_t last, int32_t state) {
   logger.writeStamped("API call: WBX_SelectTiles(%d,%d,%d)", first, last, state);
   if (handle == nullptr) return report(WBX_ERROR_ARGUMENT);
-  const i32 code = testHandle(handle);
-  if (code != WBX_OK) return report(code);
+  const Hold hold(handle);
+  if (hold.code() != WBX_OK) return report(hold.code());
   return finish(
       FaultGuard::work([&] { return decoderOf(handle).selectTiles(first, last, state != 0); }));
 }

@@ -12,13 +12,23 @@ constinit bool libraryReady = false;
 
 namespace {
 
-// Loading the library constructs this object, unloading it or the end of the process destroys it.
-struct LoadNotice {
-  LoadNotice() { startLibrary(); }
-  ~LoadNotice() { shutDownLibrary(); }
-};
+// The locks of the library, the outer one first: none of them is held by a thread that a forked
+// child lacks.
+void takeLocks() {
+  slaveList.lock();
+  logger.lock();
+}
+void releaseLocks() {
+  logger.unlock();
+  slaveList.unlock();
+}
 
-const LoadNotice loadNotice;
+// Once in a process, however often the library starts.
+void prepareForForks() {
+  static constinit bool prepared = false;
+  if (!prepared) callAroundForks(&takeLocks, &releaseLocks);
+  prepared = true;
+}
 
 }  // namespace
 
@@ -28,6 +38,7 @@ const LoadNotice loadNotice;
 void startLibrary() {
   if (libraryReady) return;
   libraryReady = true;
+  prepareForForks();
   installFaultTraps();
 }
 
@@ -37,6 +48,12 @@ void shutDownLibrary() {
   libraryReady = false;
   removeFaultTraps();
   slaveList.clear();
+}
+
+void abandonLibrary() {
+  if (!libraryReady) return;
+  logger.stopAsLastThread();
+  libraryReady = false;
 }
 
 }  // namespace wbx

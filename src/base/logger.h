@@ -18,7 +18,8 @@
 namespace wbx {
 
 // Off until WBX_StartLogging; a call while it is off costs one test of a flag. Each write is made
-// whole by the lock and flushed at once. A message longer than the buffer is cut.
+// whole by the lock and flushed at once. A message longer than the buffer is cut. What is not
+// printable in it, from a file for example, shows as \xNN and cannot pass for a line.
 class Logger {
  public:
   static constexpr size_t kBufferSize = 512;
@@ -34,12 +35,18 @@ class Logger {
   // The work of WBX_StartLogging and WBX_StopLogging; start returns 0 or 7.
   [[nodiscard]] i32 start(bool append);
   void stop();
+  // The same where the process ends and the system has ended the other threads at whatever they
+  // did: nothing happens when one of them was at work on the log.
+  void stopAsLastThread();
+
+  // Keeps other threads out, for a fork.
+  void lock() { lock_.lock(); }
+  void unlock() { lock_.unlock(); }
 
  private:
   // All under the lock.
-  void formatMessage(const char* format, va_list arguments);
-  void putLine(const char* format, va_list arguments);
-  void putLine(const char* format, ...) WBX_PRINTF_METHOD;
+  void putStamp();
+  void putMessage(const char* format, va_list arguments);
 
   std::atomic<bool> active_{false};
   std::FILE* file_ = nullptr;

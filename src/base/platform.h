@@ -13,6 +13,19 @@ namespace wbx {
 [[nodiscard]] u32 lastErrorWord();
 void setLastErrorWord(u32 word);
 
+// Leaves the thread, at the end of a scope, with the last-error word of its start. Where the word
+// is the system's own, calls of the system change it even when they succeed.
+class KeptErrorWord {
+ public:
+  KeptErrorWord() : word_(lastErrorWord()) {}
+  ~KeptErrorWord() { setLastErrorWord(word_); }
+  KeptErrorWord(const KeptErrorWord&) = delete;
+  KeptErrorWord& operator=(const KeptErrorWord&) = delete;
+
+ private:
+  u32 word_;
+};
+
 // The system's number of the calling thread.
 [[nodiscard]] u32 currentThreadId();
 
@@ -21,7 +34,7 @@ void setLastErrorWord(u32 word);
 
 [[nodiscard]] std::tm localTimeNow();
 
-// The bytes of a file that is only read; null when it cannot be opened.
+// The bytes of a file that is only read; null when it cannot be opened, or sought in.
 [[nodiscard]] std::FILE* openForReading(const char* path);
 // From the start of the file; false when the system refuses.
 [[nodiscard]] bool seekInFile(std::FILE* file, u32 offset);
@@ -41,5 +54,9 @@ void releaseLock(LockWord& word);
 // trapFaults traps nothing outside these two. Each may be called again at any time.
 void installFaultTraps();
 void removeFaultTraps();
+
+// Where processes fork: `before` is called ahead of each fork from now on, `after` behind it, in
+// the parent and in the child.
+void callAroundForks(void (*before)(), void (*after)());
 
 }  // namespace wbx

@@ -1,6 +1,7 @@
 #include <csetjmp>
 #include <csignal>
 #include <cstdint>
+#include <pthread.h>
 #include <sys/types.h>
 
 #if defined(__GLIBCXX__)
@@ -31,26 +32,81 @@ namespace wbx {
 namespace {
 
 // One running trapFaults. The frames of a thread form a chain, since a caller's callback may call
-// the library again.
+// the library again. A callback or signal handler that leaves by longjmp leaves frames in the chain
+// whose calls are gone; `position` on the stack tells.
 struct TrapFrame {
-  TrapFrame();
+  explicit TrapFrame(std::uintptr_t position);
   ~TrapFrame();
   TrapFrame(const TrapFrame&) = delete;
   TrapFrame& operator=(const TrapFrame&) = delete;
 
+  [[nodiscard]] std::uintptr_t sealOf() const {
+    return reinterpret_cast<std::uintptr_t>(this) ^ reinterpret_cast<std::uintptr_t>(outer);
+  }
+  // Nothing was written over the frame.
+  [[nodiscard, gnu::no_sanitize("address")]] bool isWhole() const { return seal == ~sealOf(); }
+
   sigjmp_buf escape;
+  std::uintptr_t position;
   TrapFrame* outer;
+  volatile std::uintptr_t seal;
   volatile u32 fault = 0;
 };
 
 WBX_TLS_MODEL constinit thread_local TrapFrame* innermostFrame = nullptr;
 WBX_TLS_MODEL constinit thread_local u32 errorWord = 0;
 
-TrapFrame::TrapFrame() : outer(innermostFrame) {
+// Stacks grow downwards. What runs at `position` has left the calls further down on its stack, and
+// all on the stack for signal handlers if it runs on another.
+[[gnu::no_sanitize("address")]] bool hasLeft(const TrapFrame& frame, std::uintptr_t position) {
+  stack_t forSignals = {};
+  sigaltstack(nullptr, &forSignals);
+  const auto isForSignals = [&forSignals](std::uintptr_t place) {
+    return (forSignals.ss_flags & SS_DISABLE) == 0 &&
+           place - reinterpret_cast<std::uintptr_t>(forSignals.ss_sp) < forSignals.ss_size;
+  };
+  const bool frameIsForSignals = isForSignals(frame.position);
+  if (frameIsForSignals != isForSignals(position)) return frameIsForSignals;
+  return frame.position <= position;
+}
+
+// The innermost frame that is still there for code that runs at `position`. The sanitizer would
+// object to looks at the stack of calls that were left.
+[[gnu::no_sanitize("address")]] TrapFrame* frameAround(std::uintptr_t position) {
+  TrapFrame* frame = innermostFrame;
+  while (frame != nullptr) {
+    if (!frame->isWhole()) return nullptr;
+    if (!hasLeft(*frame, position)) return frame;
+    frame = frame->outer;
+  }
+  return nullptr;
+}
+
+[[gnu::no_sanitize("address")]] TrapFrame::TrapFrame(std::uintptr_t place)
+    : position(place), outer(frameAround(place)), seal(~sealOf()) {
   innermostFrame = this;
 }
-TrapFrame::~TrapFrame() {
+[[gnu::no_sanitize("address")]] TrapFrame::~TrapFrame() {
   innermostFrame = outer;
+}
+
+// Where the interrupted code had its stack; null where this is not known, which is inside of all.
+std::uintptr_t stackPointer(const void* context) {
+  const mcontext_t& machine = static_cast<const ucontext_t*>(context)->uc_mcontext;
+#if defined(__linux__) && defined(__x86_64__)
+  return static_cast<std::uintptr_t>(machine.gregs[REG_RSP]);
+#elif defined(__linux__) && defined(__i386__)
+  return static_cast<std::uintptr_t>(machine.gregs[REG_ESP]);
+#elif defined(__linux__) && defined(__aarch64__)
+  return static_cast<std::uintptr_t>(machine.sp);
+#elif defined(__linux__) && defined(__arm__)
+  return static_cast<std::uintptr_t>(machine.arm_sp);
+#elif defined(__linux__) && defined(__riscv)
+  return static_cast<std::uintptr_t>(machine.__gregs[2]);
+#else
+  static_cast<void>(machine);
+  return 0;
+#endif
 }
 
 struct Trap {
@@ -147,9 +203,9 @@ void handOn(int signal, siginfo_t* info, void* context) {
 }
 
 void onSignal(int signal, siginfo_t* info, void* context) {
-  TrapFrame* frame = innermostFrame;
   const u32 fault = faultOfSignal(signal, info->si_code);
-  if (frame == nullptr || isSent(info) || !isTaken(fault)) {
+  TrapFrame* frame = isSent(info) || !isTaken(fault) ? nullptr : frameAround(stackPointer(context));
+  if (frame == nullptr) {
     handOn(signal, info, context);
     return;
   }
@@ -227,7 +283,10 @@ u32 millisecondsSince(std::clock_t start) {
 }
 
 std::FILE* openForReading(const char* path) {
-  return std::fopen(path, "rb");
+  std::FILE* file = std::fopen(path, "rb");
+  if (file == nullptr || seekInFile(file, 0)) return file;
+  std::fclose(file);
+  return nullptr;
 }
 
 bool seekInFile(std::FILE* file, u32 offset) {
@@ -256,8 +315,9 @@ std::tm localTimeNow() {
   return result;
 }
 
-u32 trapFaults(void (*call)(void*), void* argument) {
-  TrapFrame frame;
+// Its frame lies on the stack itself, where the sanitizer would have it elsewhere.
+[[gnu::no_sanitize("address")]] u32 trapFaults(void (*call)(void*), void* argument) {
+  TrapFrame frame(reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0)));
   if (sigsetjmp(frame.escape, 0) != 0) return frame.fault;
   return callAndCatch(call, argument);
 }
@@ -268,6 +328,10 @@ void installFaultTraps() {
 
 void removeFaultTraps() {
   for (Trap& trap : traps) remove(trap);
+}
+
+void callAroundForks(void (*before)(), void (*after)()) {
+  pthread_atfork(before, after, after);
 }
 
 }  // namespace wbx

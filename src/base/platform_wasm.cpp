@@ -55,4 +55,6 @@ u32 trapFaults(void (*call)(void*), void* argument) {
 void installFaultTraps() {}
 void removeFaultTraps() {}
 
+void callAroundForks(void (* /*before*/)(), void (* /*after*/)()) {}
+
 }  // namespace wbx

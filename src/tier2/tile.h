@@ -27,7 +27,7 @@ struct CodeBlock {
   DataChunk* pendingChunks = nullptr;  // first chunk whose body the current packet still owes
   CodeBlock* nextPending = nullptr;    // in the current packet
 
-  // Appends a chunk; false when the Arena refuses.
+  // Appends a contribution; false when the Arena refuses.
   [[nodiscard]] bool addChunk(Arena& arena, const Stream& stream, u32 length, u8 passesByte);
 };
 
