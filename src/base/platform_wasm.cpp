@@ -52,8 +52,6 @@ u32 trapFaults(void (*call)(void*), void* argument) {
   return 0;
 }
 
-void callAroundForks(void (* /*before*/)(), void (* /*after*/)()) {}
-
 void installFaultTraps() {}
 void removeFaultTraps() {}
 
