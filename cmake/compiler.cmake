@@ -23,7 +23,7 @@ endif()
 
 # On 32-bit processors of this family the old floating-point unit keeps more digits than a float
 # has, and the samples are defined by separate roundings.
-if(CMAKE_SIZEOF_VOID_P EQUAL 4 AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(i[3-6]86|x86)$")
+if(NOT EMSCRIPTEN AND CMAKE_SIZEOF_VOID_P EQUAL 4 AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(i[3-6]86|x86)$")
   add_compile_options(-msse2 -mfpmath=sse)
   if(WIN32)
     # Callers keep the stack at a multiple of 4, and vectors want 16.

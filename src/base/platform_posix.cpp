@@ -44,7 +44,9 @@ struct TrapFrame {
     return reinterpret_cast<std::uintptr_t>(this) ^ reinterpret_cast<std::uintptr_t>(outer);
   }
   // Nothing was written over the frame.
-  [[nodiscard, gnu::no_sanitize("address")]] bool isWhole() const { return seal == ~sealOf(); }
+  [[nodiscard]] __attribute__((no_sanitize("address"))) bool isWhole() const {
+    return seal == ~sealOf();
+  }
 
   sigjmp_buf escape;
   std::uintptr_t position;
@@ -58,7 +60,8 @@ WBX_TLS_MODEL constinit thread_local u32 errorWord = 0;
 
 // Stacks grow downwards. What runs at `position` has left the calls further down on its stack, and
 // all on the stack for signal handlers if it runs on another.
-[[gnu::no_sanitize("address")]] bool hasLeft(const TrapFrame& frame, std::uintptr_t position) {
+__attribute__((no_sanitize("address"))) bool hasLeft(const TrapFrame& frame,
+                                                     std::uintptr_t position) {
   stack_t forSignals = {};
   sigaltstack(nullptr, &forSignals);
   const auto isForSignals = [&forSignals](std::uintptr_t place) {
@@ -72,7 +75,7 @@ WBX_TLS_MODEL constinit thread_local u32 errorWord = 0;
 
 // The innermost frame that is still there for code that runs at `position`. The sanitizer would
 // object to looks at the stack of calls that were left.
-[[gnu::no_sanitize("address")]] TrapFrame* frameAround(std::uintptr_t position) {
+__attribute__((no_sanitize("address"))) TrapFrame* frameAround(std::uintptr_t position) {
   TrapFrame* frame = innermostFrame;
   while (frame != nullptr) {
     if (!frame->isWhole()) return nullptr;
@@ -82,11 +85,11 @@ WBX_TLS_MODEL constinit thread_local u32 errorWord = 0;
   return nullptr;
 }
 
-[[gnu::no_sanitize("address")]] TrapFrame::TrapFrame(std::uintptr_t place)
+__attribute__((no_sanitize("address"))) TrapFrame::TrapFrame(std::uintptr_t place)
     : position(place), outer(frameAround(place)), seal(~sealOf()) {
   innermostFrame = this;
 }
-[[gnu::no_sanitize("address")]] TrapFrame::~TrapFrame() {
+__attribute__((no_sanitize("address"))) TrapFrame::~TrapFrame() {
   innermostFrame = outer;
 }
 
@@ -222,7 +225,7 @@ bool isOurs(const struct sigaction& action) {
 
 // The exception of a forced unwinding has no object, which the sanitizer takes for a null
 // reference.
-[[gnu::no_sanitize("undefined")]] u32 callAndCatch(void (*call)(void*), void* argument) {
+__attribute__((no_sanitize("undefined"))) u32 callAndCatch(void (*call)(void*), void* argument) {
   try {
     call(argument);
     return 0;
@@ -316,7 +319,7 @@ std::tm localTimeNow() {
 }
 
 // Its frame lies on the stack itself, where the sanitizer would have it elsewhere.
-[[gnu::no_sanitize("address")]] u32 trapFaults(void (*call)(void*), void* argument) {
+__attribute__((no_sanitize("address"))) u32 trapFaults(void (*call)(void*), void* argument) {
   TrapFrame frame(reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0)));
   if (sigsetjmp(frame.escape, 0) != 0) return frame.fault;
   return callAndCatch(call, argument);
