@@ -20,3 +20,15 @@ if(WBX_COVERAGE)
   add_compile_options(--coverage)
   add_link_options(--coverage)
 endif()
+
+# On 32-bit processors of this family the old floating-point unit keeps more digits than a float
+# has, and the samples are defined by separate roundings.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4 AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(i[3-6]86|x86)$")
+  add_compile_options(-msse2 -mfpmath=sse)
+  if(WIN32)
+    # Callers keep the stack at a multiple of 4, and vectors want 16.
+    add_compile_options(-mstackrealign)
+  else()
+    add_compile_definitions(_FILE_OFFSET_BITS=64)
+  endif()
+endif()

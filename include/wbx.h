@@ -92,6 +92,14 @@
 #define WBX_API
 #endif
 
+/* How functions and callbacks are called. On 32-bit Windows: the way that every language there has
+ * words for. Write it in front of the name of a callback: int32_t WBX_CALL readImage(...). */
+#if defined(_WIN32) && (defined(__i386__) || defined(_M_IX86))
+#define WBX_CALL __stdcall
+#else
+#define WBX_CALL
+#endif
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -208,19 +216,19 @@ typedef enum WBX_Error {
 
 /* The text of a code; "<unknown>" for a number that is no code. A constant, never null, not to be
  * freed. */
-WBX_API const char* WBX_getErrorStr(int32_t code);
+WBX_API const char* WBX_CALL WBX_getErrorStr(int32_t code);
 
 /* The code that the last failure on this thread left; 0 if there was none. On Windows the word is
  * that of GetLastError, and errors of the system show in it unchanged. */
-WBX_API int32_t WBX_getLastError(void);
+WBX_API int32_t WBX_CALL WBX_getLastError(void);
 
 /* The text of that code, as WBX_getErrorStr gives it. */
-WBX_API const char* WBX_getLastErrorStr(void);
+WBX_API const char* WBX_CALL WBX_getLastErrorStr(void);
 
 /* Copies the text of a code with its terminating zero to `text`, which must have room for
  * WBX_ERROR_TEXT_SIZE bytes; for languages that cannot take a constant text. With a null or bad
  * pointer nothing happens. */
-WBX_API void WBX_getErrorStrVB(int32_t code, char* text);
+WBX_API void WBX_CALL WBX_getErrorStrVB(int32_t code, char* text);
 
 /* ---------------------------------------------------------------------------------------------
  * 2. Open and close
@@ -240,15 +248,15 @@ typedef struct WBX_Decoder* WBX_Handle;
 
 /* Opens the named file. It must be a regular one: a pipe or a terminal, where positions cannot be
  * sought, is WBX_ERROR_OPEN, and images from there are for WBX_OpenCustom. The path goes to the
- * system as it is: on POSIX any bytes, on Windows a text in the code page of the process. The file
- * stays open until WBX_Close. A null path is WBX_ERROR_ARGUMENT. */
-WBX_API WBX_Handle WBX_OpenFile(const char* path);
+ * system as it is on POSIX, any bytes; on Windows it is UTF-8. The file stays open until WBX_Close.
+ * A null path is WBX_ERROR_ARGUMENT. */
+WBX_API WBX_Handle WBX_CALL WBX_OpenFile(const char* path);
 
 /* Opens an image that lies in memory. The bytes are not copied: they are the caller's and must stay
  * where they are, unchanged, until WBX_Close. Null data or a size below 1 is
  * WBX_ERROR_ARGUMENT. What is read is the same as from a file but for a box behind the codestream
  * that ends at the end of the data or beyond it: see docs/limits.md. */
-WBX_API WBX_Handle WBX_OpenMemory(const void* data, int32_t size);
+WBX_API WBX_Handle WBX_CALL WBX_OpenMemory(const void* data, int32_t size);
 
 /* A source of the caller's own, for WBX_OpenCustom. The callbacks run on the thread that called the
  * library, and only while it is inside a call on this handle. They may call the library for other
@@ -259,16 +267,16 @@ typedef struct CustomCallbacks {
   /* Goes to `offset` from the start of the source, which may lie beyond its end: reads from there
    * deliver nothing. Returns 0 for success. May be null: a source that cannot seek works too, but
    * keeps a copy of all image data in memory from the open on. */
-  int32_t (*seek)(void* user, uint32_t offset);
+  int32_t(WBX_CALL* seek)(void* user, uint32_t offset);
 
   /* Writes up to `count` bytes, 1 at least, to `buffer` and moves on by them. Returns the number of
    * bytes, which is below `count` at the end of the data only, or a negative number for an error.
    * Required. Beware: here the user value comes last. */
-  int32_t (*read)(void* buffer, uint32_t count, void* user);
+  int32_t(WBX_CALL* read)(void* buffer, uint32_t count, void* user);
 
   /* Called exactly once, as the last of the callbacks: by WBX_Close or by the open that fails, for
    * lack of memory and after a fault too. May be null. */
-  void (*close)(void* user);
+  void(WBX_CALL* close)(void* user);
 } CustomCallbacks;
 
 /* Opens an image that is read through callbacks. The source must stand at its start. The record is
@@ -276,14 +284,14 @@ typedef struct CustomCallbacks {
  * must stay valid until the close callback has run. If there is a seek callback it is called at
  * once with offset 0: only if that succeeds counts the source as seekable. A null record or a null
  * read callback is WBX_ERROR_ARGUMENT, and then no callback is called, close included. */
-WBX_API WBX_Handle WBX_OpenCustom(void* user, const CustomCallbacks* callbacks);
+WBX_API WBX_Handle WBX_CALL WBX_OpenCustom(void* user, const CustomCallbacks* callbacks);
 
 /* Closes the image and frees all that belongs to it: every internal buffer that its decodes
  * returned, every metadata pointer, and the source (the caller's memory is left alone). It does not
  * wait for a decode on another thread: that one is cancelled and the handle stays open, so close it
  * when the decode has returned. Returns 0; WBX_ERROR_ARGUMENT for a null, wild or busy handle; or
  * WBX_ERROR_INTERNAL, after which the handle is gone as well. */
-WBX_API int32_t WBX_Close(WBX_Handle handle);
+WBX_API int32_t WBX_CALL WBX_Close(WBX_Handle handle);
 
 /* ---------------------------------------------------------------------------------------------
  * 3. Information about an image
@@ -291,8 +299,8 @@ WBX_API int32_t WBX_Close(WBX_Handle handle);
 
 /* Size and number of components of the whole image, whatever tiles are selected. Each output
  * pointer may be null. Returns 0, or WBX_ERROR_ARGUMENT, with outputs undefined. */
-WBX_API int32_t WBX_GetInfo(WBX_Handle handle, uint32_t* width, uint32_t* height,
-                            uint32_t* components);
+WBX_API int32_t WBX_CALL WBX_GetInfo(WBX_Handle handle, uint32_t* width, uint32_t* height,
+                                     uint32_t* components);
 
 enum {
   WBX_INFO_JP2 = 1,       /* in a JP2 or JPX file; clear for a raw codestream */
@@ -313,7 +321,7 @@ typedef struct WBX_ImageInfoEx {
 
 /* Fills the record. Returns 0, or WBX_ERROR_ARGUMENT, also for a null record, with the record
  * undefined. */
-WBX_API int32_t WBX_GetInfoEx(WBX_Handle handle, WBX_ImageInfoEx* info);
+WBX_API int32_t WBX_CALL WBX_GetInfoEx(WBX_Handle handle, WBX_ImageInfoEx* info);
 
 /* ---------------------------------------------------------------------------------------------
  * 4. Decode
@@ -401,8 +409,8 @@ WBX_API int32_t WBX_GetInfoEx(WBX_Handle handle, WBX_ImageInfoEx* info);
  *   WBX_ERROR_CANCELLED    all outputs set, the picture incomplete
  *   WBX_ERROR_INTERNAL     outputs and picture undefined
  */
-WBX_API int32_t WBX_Decode(WBX_Handle handle, void** buffer, uint32_t* size, const char* options,
-                           uint32_t* pitch);
+WBX_API int32_t WBX_CALL WBX_Decode(WBX_Handle handle, void** buffer, uint32_t* size,
+                                    const char* options, uint32_t* pitch);
 
 /* From a file name to a picture in an internal buffer, in one call. Sets *buffer to the picture,
  * *width and *height to its size at the resolution that `options` asks for (or the smallest one,
@@ -412,8 +420,9 @@ WBX_API int32_t WBX_Decode(WBX_Handle handle, void** buffer, uint32_t* size, con
  * code in the last-error word, *buffer null (but for a path that is null or empty, or an output
  * that is null or bad: then it may be as it was) and the other outputs undefined. Only `options`
  * may be null. */
-WBX_API WBX_Handle WBX_EasyDecode(const char* path, void** buffer, uint32_t* width,
-                                  uint32_t* height, uint32_t* components, const char* options);
+WBX_API WBX_Handle WBX_CALL WBX_EasyDecode(const char* path, void** buffer, uint32_t* width,
+                                           uint32_t* height, uint32_t* components,
+                                           const char* options);
 
 /* ---------------------------------------------------------------------------------------------
  * 5. Decode options
@@ -470,19 +479,19 @@ WBX_API WBX_Handle WBX_EasyDecode(const char* path, void** buffer, uint32_t* wid
 /* Stores the number of resolutions in *count, 1 or more; 1 when no tile is selected. The levels of
  * the res_level option go from 0, full size, to *count - 1. Returns 0; WBX_ERROR_ARGUMENT, also
  * for a null or bad count pointer; or WBX_ERROR_INTERNAL. */
-WBX_API int32_t WBX_GetResolutions(WBX_Handle handle, int32_t* count);
+WBX_API int32_t WBX_CALL WBX_GetResolutions(WBX_Handle handle, int32_t* count);
 
 /* Stores the size of the picture at a level, in pixels. A level below 0 is full size. A level
  * beyond the last gives WBX_ERROR_RESOLUTION and stores the size of the last, which is what a
  * decode would use. Otherwise returns 0; WBX_ERROR_ARGUMENT (any null pointer), with nothing
  * stored; or WBX_ERROR_INTERNAL. */
-WBX_API int32_t WBX_GetResolutionDimensions(WBX_Handle handle, int32_t level, uint32_t* width,
-                                            uint32_t* height);
+WBX_API int32_t WBX_CALL WBX_GetResolutionDimensions(WBX_Handle handle, int32_t level,
+                                                     uint32_t* width, uint32_t* height);
 
 /* The same for the res_level that an option text asks for; null and "" are level 0. An unknown
  * option is no error here: the options in front of it count. */
-WBX_API int32_t WBX_GetResolutionDimensionsByStr(WBX_Handle handle, const char* options,
-                                                 uint32_t* width, uint32_t* height);
+WBX_API int32_t WBX_CALL WBX_GetResolutionDimensionsByStr(WBX_Handle handle, const char* options,
+                                                          uint32_t* width, uint32_t* height);
 
 /* Selects the tiles `first` to `last`, both included, for the following decodes, or takes them away
  * if `state` is 0. Tiles are numbered row by row from the top left, from 0; a negative `first`
@@ -496,7 +505,8 @@ WBX_API int32_t WBX_GetResolutionDimensionsByStr(WBX_Handle handle, const char* 
  * Returns 0; WBX_ERROR_TILE if `first` is beyond the last tile, with nothing changed, or if only
  * `last` is, with the tiles up to the end selected all the same; WBX_ERROR_ARGUMENT; or
  * WBX_ERROR_INTERNAL. */
-WBX_API int32_t WBX_SelectTiles(WBX_Handle handle, int32_t first, int32_t last, int32_t state);
+WBX_API int32_t WBX_CALL WBX_SelectTiles(WBX_Handle handle, int32_t first, int32_t last,
+                                         int32_t state);
 
 /* ---------------------------------------------------------------------------------------------
  * 7. Metadata
@@ -528,8 +538,8 @@ enum {
  * well. Of all kinds but WBX_META_UUID a zero byte follows the `*length` bytes. The data belongs to
  * the image and lives until WBX_Close. Other results: WBX_ERROR_ARGUMENT (any null pointer), and
  * WBX_ERROR_INTERNAL, also for a bad pointer, with outputs undefined. */
-WBX_API int32_t WBX_GetMetaData(WBX_Handle handle, int32_t* index, uint32_t* kind,
-                                const void** data, uint32_t* length);
+WBX_API int32_t WBX_CALL WBX_GetMetaData(WBX_Handle handle, int32_t* index, uint32_t* kind,
+                                         const void** data, uint32_t* length);
 
 /* ---------------------------------------------------------------------------------------------
  * 8. Cancel, log, start and stop
@@ -539,11 +549,11 @@ WBX_API int32_t WBX_GetMetaData(WBX_Handle handle, int32_t* index, uint32_t* kin
  * this, to stop; it then returns WBX_ERROR_CANCELLED soon. Returns at once. Without a running
  * decode it has no effect. A null or wild handle leaves WBX_ERROR_ARGUMENT in the last-error word.
  * The handle must not be closed at the same time. */
-WBX_API void WBX_Cancel(WBX_Handle handle);
+WBX_API void WBX_CALL WBX_Cancel(WBX_Handle handle);
 
 /* The version of the library as a number. */
 #define WBX_VERSION 1655243u
-WBX_API uint32_t WBX_getVersion(void);
+WBX_API uint32_t WBX_CALL WBX_getVersion(void);
 
 /* Starts the log: from now on every call, marker, box and tile leaves a line in the file
  * "wbx-codec.log" in the current directory. One log serves the whole process. `reserved` is not
@@ -552,10 +562,10 @@ WBX_API uint32_t WBX_getVersion(void);
  * printable character of UTF-8, so that it cannot pass for lines of the log. Of a long path or
  * option text the line shows the beginning and "...". Returns 0, or WBX_ERROR_OPEN if the log is
  * running already (it goes on undisturbed) or the file cannot be opened. */
-WBX_API int32_t WBX_StartLogging(uint32_t reserved, int32_t append);
+WBX_API int32_t WBX_CALL WBX_StartLogging(uint32_t reserved, int32_t append);
 
 /* Ends the log and closes its file. Without a running log nothing happens. */
-WBX_API void WBX_StopLogging(void);
+WBX_API void WBX_CALL WBX_StopLogging(void);
 
 /* Starting and stopping by hand. Loading the library starts it and the end of the process stops it,
  * linked statically too, so a program needs neither of these. Each may be called at any time and
@@ -572,8 +582,8 @@ WBX_API void WBX_StopLogging(void);
  * get it back, put the reported handler (or the default action) back and call these two. A handler
  * may leave a fault of the application's own by siglongjmp, past calls of the library as well; what
  * those calls held is lost, and their handles stay busy for ever. */
-WBX_API void WBX_InitLibrary(void);
-WBX_API void WBX_CloseLibrary(void);
+WBX_API void WBX_CALL WBX_InitLibrary(void);
+WBX_API void WBX_CALL WBX_CloseLibrary(void);
 
 #ifdef __cplusplus
 }

@@ -1,18 +1,17 @@
 #ifndef WBX_TOOLS_IMAGE_H
 #define WBX_TOOLS_IMAGE_H
 
-#include <optional>
 #include <string>
-#include <vector>
 
 #include "wbx.h"
 
-#include "arguments.h"
+#include "byte_source.h"
+#include "file_facts.h"
 #include "outcome.h"
 
 namespace wbx::tool {
 
-// An open image, with the bytes of the standard input if it came from there.
+// An image that is open, or that could not be opened: what its headers say can be asked either way.
 class Image {
  public:
   Image() = default;
@@ -20,22 +19,22 @@ class Image {
   Image(const Image&) = delete;
   Image& operator=(const Image&) = delete;
 
-  Outcome open(const Arguments& arguments);
+  // `name` is for messages.
+  Outcome open(const std::string& input, const std::string& name, Depth depth);
 
-  WBX_Handle handle() const { return handle_; }
   const std::string& name() const { return name_; }
+  const FileFacts& facts() const { return facts_; }
+
+  // Null if the image could not be opened; then there is no info either.
+  WBX_Handle handle() const { return handle_; }
   const WBX_ImageInfoEx& info() const { return info_; }
   uint32_t tiles() const { return info_.tilesAcross * info_.tilesDown; }
 
-  // Leaves only these tiles selected; all of them without a range.
-  Outcome select(const std::optional<TileRange>& range);
-
  private:
-  Outcome openStandardInput();
-
+  ByteSource source_;
+  FileFacts facts_;
   WBX_Handle handle_ = nullptr;
   std::string name_;
-  std::vector<unsigned char> bytes_;
   WBX_ImageInfoEx info_{};
 };
 

@@ -1,77 +1,191 @@
-#include <cstdio>
+#include <algorithm>
 
-#include "image_facts.h"
+#include "wbx.h"
+
+#include "colour_space.h"
 #include "info.h"
+#include "json.h"
 
 namespace wbx::tool {
 
 namespace {
 
-// A JSON string of bytes that may be anything.
-std::string quoted(std::string_view bytes) {
-  std::string text = "\"";
-  for (const char c : printable(bytes)) {
-    if (c == '"' || c == '\\') text += '\\';
-    text += c;
+template <class Items, class Make>
+std::vector<std::string> each(const Items& items, const Make& make) {
+  std::vector<std::string> list;
+  for (const auto& item : items) list.push_back(make(item));
+  return list;
+}
+
+std::string sizeObject(const Size& size) {
+  return JsonObject().number("width", size.width).number("height", size.height).onOneLine();
+}
+
+std::string texts(const std::vector<std::string>& items) {
+  return jsonList(each(items, [](const std::string& item) { return jsonString(item); }));
+}
+
+std::string componentObject(const ComponentFacts& component) {
+  return JsonObject()
+      .number("bits", component.bits)
+      .flag("signed", component.isSigned)
+      .number("dx", component.dx)
+      .number("dy", component.dy)
+      .onOneLine();
+}
+
+void addSize(JsonObject& document, const SizeFacts& size) {
+  uint32_t precision = 0;
+  for (const ComponentFacts& component : size.components) {
+    precision = std::max(precision, component.bits);
   }
-  return text + "\"";
+  document.number("width", size.image.width())
+      .number("height", size.image.height())
+      .number("components", size.components.size())
+      .number("precision", precision);
 }
 
-std::string number(uint64_t value) {
-  return std::to_string(value);
+void addStyle(JsonObject& object, const StyleFacts& style) {
+  object.number("levels", style.levels)
+      .json("codeBlock", sizeObject(style.codeBlock))
+      .json("modes", texts(modeNames(style.modes)))
+      .json("precincts", jsonList(each(style.precincts, sizeObject)));
 }
 
-std::string resolution(size_t level, const Size& size) {
-  return "{\"level\": " + number(level) + ", \"width\": " + number(size.width) +
-         ", \"height\": " + number(size.height) + "}";
+void addCoding(JsonObject& document, const CodestreamFacts& codestream) {
+  const CodingFacts& coding = *codestream.coding;
+  document.text("progression", progressionName(coding.progression))
+      .number("layers", coding.layers)
+      .text("transform", transformName(coding))
+      .flag("sop", coding.sop)
+      .flag("eph", coding.eph);
+  addStyle(document, coding.style);
+  std::vector<std::string> others;
+  for (const auto& [component, style] : codestream.componentStyles) {
+    JsonObject object;
+    object.number("component", component);
+    object.text("filter", waveletName(style.wavelet));
+    addStyle(object, style);
+    others.push_back(object.onOneLine());
+  }
+  document.json("componentStyles", jsonLines(others));
 }
 
-std::string entry(const MetadataItem& item) {
-  std::string text = "{\"kind\": " + number(item.kind) +
-                     ", \"name\": " + quoted(metadataName(item.kind)) +
-                     ", \"length\": " + number(item.length);
+void addGrid(JsonObject& document, const SizeFacts& size) {
+  const Rect& tile = size.firstTile;
+  document.number("tilesAcross", size.tilesAcross())
+      .number("tilesDown", size.tilesDown())
+      .json("tile", JsonObject()
+                        .number("x", tile.x0)
+                        .number("y", tile.y0)
+                        .number("width", tile.width())
+                        .number("height", tile.height())
+                        .onOneLine())
+      .json("origin",
+            JsonObject().number("x", size.image.x0).number("y", size.image.y0).onOneLine())
+      .number("capabilities", size.capabilities)
+      .json("componentList", jsonLines(each(size.components, componentObject)));
+}
+
+void addCodestream(JsonObject& document, const CodestreamFacts& codestream) {
+  if (codestream.size) addSize(document, *codestream.size);
+  if (codestream.coding) {
+    const uint8_t wavelet = codestream.coding->style.wavelet;
+    document.text("filter", waveletName(wavelet)).flag("reversible", wavelet == 1);
+  }
+  if (codestream.size) addGrid(document, *codestream.size);
+  if (codestream.coding) addCoding(document, codestream);
+  if (codestream.quantization) {
+    document.number("guardBits", codestream.quantization->guardBits);
+  }
+  JsonObject markers;
+  for (const auto& [marker, count] : codestream.markers) markers.number(markerName(marker), count);
+  document.number("tileParts", codestream.tileParts)
+      .flag("complete", codestream.complete)
+      .json("markers", markers.onOneLine());
+}
+
+std::string colourObject(const FileFacts& facts) {
+  if (facts.boxes->colours.empty()) return "null";
+  const ColourFacts& colour = facts.boxes->colours.front();
+  JsonObject object;
+  object.text("name", colourSpaceOf(facts).name).number("method", colour.method);
+  if (colour.method == static_cast<uint8_t>(ColourMethod::kEnumerated)) {
+    object.number("number", colour.space);
+  } else {
+    object.number("bytes", colour.profileSize);
+  }
+  return object.onOneLine();
+}
+
+std::string paletteObject(const Palette& palette) {
+  const auto bits = [](const PaletteColumn& column) { return std::to_string(column.bits); };
+  return JsonObject()
+      .number("entries", palette.entries)
+      .number("columns", palette.columns.size())
+      .json("bits", jsonList(each(palette.columns, bits)))
+      .onOneLine();
+}
+
+std::string channelObject(const ChannelMeaning& meaning) {
+  return JsonObject()
+      .number("channel", meaning.channel)
+      .text("type", channelTypeName(meaning.type))
+      .number("association", meaning.association)
+      .onOneLine();
+}
+
+void addBoxes(JsonObject& document, const FileFacts& facts) {
+  const BoxFacts& boxes = *facts.boxes;
+  document.text("brand", boxes.brand)
+      .json("compatible", texts(boxes.compatible))
+      .json("boxes", texts(boxes.types))
+      .json("colourSpace", colourObject(facts))
+      .text("opacity", opacityName(boxes))
+      .json("palette", boxes.palette ? paletteObject(*boxes.palette) : "null")
+      .json("channels", jsonLines(each(boxes.channels, channelObject)));
+  if (boxes.cut) document.number("missingBytes", boxes.cut->missing);
+}
+
+std::string metadataObject(const MetadataItem& item) {
+  JsonObject object;
+  object.number("kind", item.kind).text("name", metadataName(item.kind));
+  object.number("length", item.length);
+  if (item.missing > 0) object.number("missing", item.missing);
   const bool readable = item.kind == WBX_META_TEXT || item.kind == WBX_META_URL;
-  if (readable) text += ", \"text\": " + quoted(readableText(item));
-  return text + "}";
+  if (readable) object.text("text", readableText(item));
+  return object.onOneLine();
 }
 
-std::string list(const std::vector<std::string>& items) {
-  std::string text = "[";
-  for (const std::string& item : items) {
-    text += (text.size() == 1 ? "\n    " : ",\n    ") + item;
-  }
-  return text + (items.empty() ? "]" : "\n  ]");
-}
-
-std::string document(const std::string& name, const ImageFacts& facts) {
-  std::vector<std::string> resolutions;
-  for (const Size& size : facts.resolutions) {
-    resolutions.push_back(resolution(resolutions.size(), size));
-  }
-  std::vector<std::string> metadata;
-  for (const MetadataItem& item : facts.metadata) metadata.push_back(entry(item));
-  const WBX_ImageInfoEx& info = facts.info;
-  return "{\n  \"file\": " + quoted(name) +
-         ",\n  \"format\": " + quoted(facts.boxed ? "jp2" : "codestream") +
-         ",\n  \"width\": " + number(info.width) + ",\n  \"height\": " + number(info.height) +
-         ",\n  \"components\": " + number(info.components) +
-         ",\n  \"precision\": " + number(info.precision) +
-         ",\n  \"filter\": " + quoted(facts.reversible ? "5-3" : "9-7") +
-         ",\n  \"reversible\": " + (facts.reversible ? "true" : "false") +
-         ",\n  \"tilesAcross\": " + number(info.tilesAcross) +
-         ",\n  \"tilesDown\": " + number(info.tilesDown) +
-         ",\n  \"resolutions\": " + list(resolutions) + ",\n  \"metadata\": " + list(metadata) +
-         "\n}\n";
+std::string errorObject(const FileReport::Error& error) {
+  JsonObject object;
+  if (error.code != 0) object.number("code", static_cast<uint64_t>(error.code));
+  object.text("text", error.text);
+  if (!error.reason.empty()) object.text("reason", error.reason);
+  return object.onOneLine();
 }
 
 }  // namespace
 
-Outcome printJson(const Image& image) {
-  ImageFacts facts;
-  if (Outcome outcome = gatherFacts(image, facts); outcome.failed()) return outcome;
-  std::fputs(document(image.name(), facts).c_str(), stdout);
-  return std::fflush(stdout) == 0 ? Outcome{}
-                                  : Outcome::image("standard output: cannot be written");
+std::string asJson(const FileReport& report) {
+  const FileFacts& facts = report.facts;
+  JsonObject document;
+  document.text("file", report.name);
+  if (report.error) document.json("error", errorObject(*report.error));
+  const char* codestream = facts.codestream ? "codestream" : "unknown";
+  document.text("format", facts.boxes ? "jp2" : codestream).number("size", facts.fileSize);
+  if (facts.codestream) addCodestream(document, *facts.codestream);
+  if (facts.boxes) addBoxes(document, facts);
+  std::vector<std::string> resolutions;
+  for (const Size& size : report.resolutions) {
+    JsonObject object;
+    object.number("level", resolutions.size());
+    resolutions.push_back(
+        object.number("width", size.width).number("height", size.height).onOneLine());
+  }
+  document.json("resolutions", jsonLines(resolutions))
+      .json("metadata", jsonLines(each(report.metadata, metadataObject)));
+  return document.onLines();
 }
 
 }  // namespace wbx::tool

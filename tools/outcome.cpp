@@ -9,7 +9,16 @@ Outcome Outcome::library(const std::string& subject, int32_t code) {
                              code == WBX_ERROR_RESOLUTION || code == WBX_ERROR_BPP;
   std::string text =
       subject + ": " + WBX_getErrorStr(code) + " (error " + std::to_string(code) + ")";
-  return ofCommandLine ? usage(std::move(text)) : image(std::move(text));
+  Outcome outcome = ofCommandLine ? usage(std::move(text)) : image(std::move(text));
+  outcome.code = code;
+  return outcome;
+}
+
+Outcome Outcome::cannotOpen(const std::string& path, const std::string& reason) {
+  Outcome outcome = library(path, WBX_ERROR_OPEN);
+  outcome.message += ": " + reason;
+  outcome.reason = reason;
+  return outcome;
 }
 
 }  // namespace wbx::tool

@@ -1,16 +1,34 @@
 #include "output_file.h"
 
 #include <cerrno>
-#include <filesystem>
 #include <system_error>
+
+#include "platform.h"
+#include "temporary_files.h"
 
 namespace wbx::tool {
 
 namespace fs = std::filesystem;
 
+namespace {
+
+// Where a chain of symbolic links leads, also if nothing is there yet.
+fs::path followLinks(fs::path path) {
+  constexpr int kLongestChain = 40;
+  std::error_code error;
+  for (int i = 0; i < kLongestChain && fs::is_symlink(path, error); ++i) {
+    const fs::path next = fs::read_symlink(path, error);
+    if (error) break;
+    path = path.parent_path() / next;  // an absolute one stands alone
+  }
+  return path;
+}
+
+}  // namespace
+
 OutputFile::~OutputFile() {
   if (file_ != nullptr && file_ != stdout) std::fclose(file_);
-  if (!temporary_.empty()) std::remove(temporary_.c_str());
+  if (!temporary_.empty()) removeTemporary(temporary_);
 }
 
 Outcome OutputFile::failure(int error) const {
@@ -23,27 +41,19 @@ Outcome OutputFile::open(const std::string& path) {
     file_ = stdout;
     return {};
   }
+  target_ = followLinks(path);
   std::error_code error;
-  const fs::file_status status = fs::status(path, error);
-  if (fs::exists(status) && !fs::is_regular_file(status)) {
+  const fs::file_status status = fs::status(target_, error);
+  replaces_ = fs::is_regular_file(status);
+  if (fs::exists(status) && !replaces_) {
     file_ = std::fopen(path.c_str(), "wb");
     return file_ != nullptr ? Outcome{} : failure(errno);
   }
-  // Behind a symbolic link the file itself is replaced, and the link stays.
-  const fs::path real = fs::weakly_canonical(path, error);
-  target_ = error ? path : real.string();
-  return openTemporary();
-}
-
-Outcome OutputFile::openTemporary() {
-  for (int attempt = 0; attempt < 100; ++attempt) {
-    temporary_ = target_ + ".part" + std::to_string(attempt);
-    file_ = std::fopen(temporary_.c_str(), "wbx");
-    if (file_ != nullptr) return {};
-    if (errno != EEXIST) break;
-  }
-  temporary_.clear();
-  return failure(errno);
+  const TemporaryFile made = createTemporary(target_);
+  if (made.file == nullptr) return failure(errno);
+  file_ = made.file;
+  temporary_ = made.path;
+  return {};
 }
 
 bool OutputFile::write(const void* data, size_t size) {
@@ -58,7 +68,8 @@ Outcome OutputFile::commit() {
   file_ = nullptr;
   if (error_ != 0) return failure(error_);
   if (temporary_.empty()) return {};
-  if (std::rename(temporary_.c_str(), target_.c_str()) != 0) return failure(errno);
+  if (replaces_) platform::copyPermissions(target_.string(), temporary_.string());
+  if (!renameTemporary(temporary_, target_)) return failure(errno);
   temporary_.clear();
   return {};
 }

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <filesystem>
 #include <string>
 
 #include "outcome.h"
@@ -10,7 +11,8 @@
 namespace wbx::tool {
 
 // A file that appears whole or not at all: it is written under another name beside the wanted one
-// and renamed by commit(). The standard output ("-"), devices and pipes are written directly.
+// and renamed by commit(). A file that it replaces hands on its permissions; a symbolic link is
+// followed and stays. The standard output ("-"), devices and pipes are written directly.
 class OutputFile {
  public:
   OutputFile() = default;
@@ -29,13 +31,13 @@ class OutputFile {
   const std::string& name() const { return name_; }
 
  private:
-  Outcome openTemporary();
   Outcome failure(int error) const;
 
   std::FILE* file_ = nullptr;
-  std::string name_;       // for messages
-  std::string target_;     // where the file goes
-  std::string temporary_;  // empty if it is written directly
+  std::string name_;                 // for messages
+  std::filesystem::path target_;     // where the file goes
+  std::filesystem::path temporary_;  // empty if it is written directly
+  bool replaces_ = false;
   int error_ = 0;
 };
 

@@ -1,11 +1,13 @@
 #include "progress.h"
 
 #include <cstdio>
-#include <utility>
+
+#include "text.h"
 
 namespace wbx::tool {
 
-Progress::Progress(std::string name, uint32_t total) : name_(std::move(name)), total_(total) {
+Progress::Progress(const std::string& name, uint64_t total)
+    : name_(printable(name)), total_(total) {
   show(0);
 }
 
@@ -14,9 +16,10 @@ Progress::~Progress() {
   std::fflush(stderr);
 }
 
-void Progress::show(uint32_t done) const {
-  const unsigned percent = static_cast<unsigned>(uint64_t{done} * 100 / total_);
-  std::fprintf(stderr, "\r\033[K%s: tile %u of %u (%u %%)", name_.c_str(), done, total_, percent);
+void Progress::show(uint64_t done) const {
+  std::fprintf(stderr, "\r\033[K%s: tile %s of %s (%s %%)", name_.c_str(),
+               std::to_string(done).c_str(), std::to_string(total_).c_str(),
+               std::to_string(done * 100 / total_).c_str());
   std::fflush(stderr);
 }
 

@@ -50,6 +50,12 @@ void shutDownLibrary() {
   slaveList.clear();
 }
 
+void abandonLibrary() {
+  if (!libraryReady) return;
+  logger.stopAsLastThread();
+  libraryReady = false;
+}
+
 }  // namespace wbx
 
 void WBX_InitLibrary(void) {

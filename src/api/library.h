@@ -12,6 +12,10 @@ extern bool libraryReady;
 void startLibrary();
 void shutDownLibrary();
 
+// In the place of a shutdown where the process ends and the system has ended the other threads at
+// whatever they did. What they had locked stays locked, and what they changed may be half done.
+void abandonLibrary();
+
 // Loading the library constructs this object, unloading it or the end of the process destroys it.
 // It is here, and not in one source, so that a program that links the static library gets it with
 // whatever function it calls.

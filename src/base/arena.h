@@ -11,7 +11,8 @@ namespace wbx {
 // aligned for any record of the library and is not cleared. No lock of its own.
 class Arena {
  public:
-  static constexpr size_t kAlignment = std::max(alignof(u64), alignof(void*));
+  // For some 32-bit systems alignof(u64) is 4.
+  static constexpr size_t kAlignment = std::max(sizeof(u64), alignof(void*));
 
   constexpr explicit Arena(i32 firstBlockSize) : nextBlockSize_(firstBlockSize) {}
   ~Arena() { freeAll(); }

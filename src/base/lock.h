@@ -16,6 +16,9 @@ class Lock {
   void lock() { acquireLock(word_); }
   void unlock() { releaseLock(word_); }
 
+  // For a thread that knows that it is the last one.
+  [[nodiscard]] bool isHeld() const { return word_.load(std::memory_order_relaxed) != 0; }
+
  private:
   LockWord word_{0};
 };

@@ -58,6 +58,7 @@ void Logger::putMessage(const char* format, va_list arguments) {
 
 void Logger::writeStamped(const char* format, ...) {
   if (!active()) return;
+  const KeptErrorWord kept;
   const std::lock_guard hold(lock_);
   if (!active()) return;  // stopped while we waited
   if (format == nullptr || *format == '\0') {
@@ -74,6 +75,7 @@ void Logger::writeStamped(const char* format, ...) {
 
 void Logger::writeMore(const char* format, ...) {
   if (!active() || format == nullptr) return;
+  const KeptErrorWord kept;
   const std::lock_guard hold(lock_);
   if (!active()) return;
   va_list arguments;
@@ -109,6 +111,10 @@ void Logger::stop() {
   std::fclose(file_);
   file_ = nullptr;
   active_.store(false, std::memory_order_relaxed);
+}
+
+void Logger::stopAsLastThread() {
+  if (!lock_.isHeld()) stop();
 }
 
 }  // namespace wbx

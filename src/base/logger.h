@@ -35,6 +35,9 @@ class Logger {
   // The work of WBX_StartLogging and WBX_StopLogging; start returns 0 or 7.
   [[nodiscard]] i32 start(bool append);
   void stop();
+  // The same where the process ends and the system has ended the other threads at whatever they
+  // did: nothing happens when one of them was at work on the log.
+  void stopAsLastThread();
 
   // Keeps other threads out, for a fork.
   void lock() { lock_.lock(); }

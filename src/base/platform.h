@@ -13,6 +13,19 @@ namespace wbx {
 [[nodiscard]] u32 lastErrorWord();
 void setLastErrorWord(u32 word);
 
+// Leaves the thread, at the end of a scope, with the last-error word of its start. Where the word
+// is the system's own, calls of the system change it even when they succeed.
+class KeptErrorWord {
+ public:
+  KeptErrorWord() : word_(lastErrorWord()) {}
+  ~KeptErrorWord() { setLastErrorWord(word_); }
+  KeptErrorWord(const KeptErrorWord&) = delete;
+  KeptErrorWord& operator=(const KeptErrorWord&) = delete;
+
+ private:
+  u32 word_;
+};
+
 // The system's number of the calling thread.
 [[nodiscard]] u32 currentThreadId();
 

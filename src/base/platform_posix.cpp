@@ -44,7 +44,7 @@ struct TrapFrame {
     return reinterpret_cast<std::uintptr_t>(this) ^ reinterpret_cast<std::uintptr_t>(outer);
   }
   // Nothing was written over the frame.
-  [[nodiscard]] bool isWhole() const { return seal == ~sealOf(); }
+  [[nodiscard, gnu::no_sanitize("address")]] bool isWhole() const { return seal == ~sealOf(); }
 
   sigjmp_buf escape;
   std::uintptr_t position;
@@ -58,7 +58,7 @@ WBX_TLS_MODEL constinit thread_local u32 errorWord = 0;
 
 // Stacks grow downwards. What runs at `position` has left the calls further down on its stack, and
 // all on the stack for signal handlers if it runs on another.
-bool hasLeft(const TrapFrame& frame, std::uintptr_t position) {
+[[gnu::no_sanitize("address")]] bool hasLeft(const TrapFrame& frame, std::uintptr_t position) {
   stack_t forSignals = {};
   sigaltstack(nullptr, &forSignals);
   const auto isForSignals = [&forSignals](std::uintptr_t place) {
@@ -70,8 +70,9 @@ bool hasLeft(const TrapFrame& frame, std::uintptr_t position) {
   return frame.position <= position;
 }
 
-// The innermost frame that is still there for code that runs at `position`.
-TrapFrame* frameAround(std::uintptr_t position) {
+// The innermost frame that is still there for code that runs at `position`. The sanitizer would
+// object to looks at the stack of calls that were left.
+[[gnu::no_sanitize("address")]] TrapFrame* frameAround(std::uintptr_t position) {
   TrapFrame* frame = innermostFrame;
   while (frame != nullptr) {
     if (!frame->isWhole()) return nullptr;
@@ -81,11 +82,11 @@ TrapFrame* frameAround(std::uintptr_t position) {
   return nullptr;
 }
 
-TrapFrame::TrapFrame(std::uintptr_t place)
+[[gnu::no_sanitize("address")]] TrapFrame::TrapFrame(std::uintptr_t place)
     : position(place), outer(frameAround(place)), seal(~sealOf()) {
   innermostFrame = this;
 }
-TrapFrame::~TrapFrame() {
+[[gnu::no_sanitize("address")]] TrapFrame::~TrapFrame() {
   innermostFrame = outer;
 }
 
@@ -314,7 +315,8 @@ std::tm localTimeNow() {
   return result;
 }
 
-u32 trapFaults(void (*call)(void*), void* argument) {
+// Its frame lies on the stack itself, where the sanitizer would have it elsewhere.
+[[gnu::no_sanitize("address")]] u32 trapFaults(void (*call)(void*), void* argument) {
   TrapFrame frame(reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0)));
   if (sigsetjmp(frame.escape, 0) != 0) return frame.fault;
   return callAndCatch(call, argument);

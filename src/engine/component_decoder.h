@@ -267,6 +267,7 @@ void ComponentDecoder<Traits, K>::clearSlowly(const Target& target, const Rect& 
 // The levels above the lowest resolution, and the output.
 template <class Traits, class K>
 void ComponentDecoder<Traits, K>::rebuild(bool upscales) {
+  if (size_.empty()) return;  // its pixels were cleared before
   if (last_ == 0) return writeLowestResolution();
   const auto stop = [this] { return cancelled(); };
   const Workspace<Lane> space = plane_.template workspace<Lane>();
