@@ -276,15 +276,8 @@ i32 GroupDecoder::decodeGroup(const Block* blocks, i32 count, Stream& stream) {
     state_.fed.member[member] = 0;
     std::memcpy(&state_.borrowAt.member[member],
                 reinterpret_cast<const u64*>(state_.borrowList.member[member]), sizeof(u64));
-    state_.zeroCoding.member[member] = 4;      // T.800 table D.7: state 4 for label 0,
-    state_.runLength.member[member] = 3 << 8;  // 3 for the run length
-    state_.sign.member[member] = 0;
-    state_.refinement.member[member] = 0;
     const BlockTask& task = blocks[std::min(member, count - 1)].task;
-    const GroupZeroCoding& coding = groupZeroCoding(task.band->orientation);
-    state_.zeroCodingShifts.member[member] = coding.taps.shifts();
-    state_.zeroCodingWeights.member[member] = coding.taps.weights();
-    state_.zeroCodingMinuends.member[member] = coding.minuends();
+    state_.orientation[member] = task.band->orientation;
   }
   passes_->start(state_);
   for (i32 pass = 0; pass < passes; ++pass) {

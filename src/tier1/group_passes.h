@@ -49,11 +49,9 @@ inline constexpr u64 kColumnBefore = firstColumns(0);
 
 // Eight MQ decoders, and the blocks that they decode.
 struct GroupState {
-  // The registers of MqDecoder.
-  GroupWord a, c, ct;
-  // Contexts, a byte each: bits 0 to 5 the state of T.800 table C.2, bit 7 the MPS. Zero coding
-  // has nine; the ninth shares a word with the run length.
-  GroupWord zeroCoding, runLength, sign, refinement;
+  // Registers and contexts of the decoders, as the implementation arranges them.
+  GroupWord registers[12];
+  u8 orientation[GroupWord::kMembers] = {};  // of the members' subbands
 
   // The complemented bits of each codeword segment, stuffing taken out, zeros behind.
   GroupWord bits;    // address of the first byte
@@ -74,15 +72,12 @@ struct GroupState {
   i32 wordsAcross = 0;
   i32 wordPitch = 0;
   i32 stripes = 0;
-
-  // How the passes form zero-coding contexts in each member: see groupZeroCoding.
-  GroupWord zeroCodingShifts, zeroCodingWeights, zeroCodingMinuends;
 };
 
 // One implementation of the passes. `members` has a bit for each member that takes part. The first
 // pass of a plane writes all of `ones`.
 struct GroupPasses {
-  void (*start)(GroupState& state);  // begins the codeword segments
+  void (*start)(GroupState& state);  // sets the contexts, and begins the codeword segments
   void (*cleanup)(GroupState& state, u32 members);
   void (*significance)(GroupState& state, u32 members);
   void (*refinement)(GroupState& state, u32 members);
@@ -140,6 +135,11 @@ extern const GroupTable kGroupZeroCodingTable;
 
 inline constexpr u8 kGroupRunLength = 64 + 1;  // the place of its context
 
+#ifdef WBX_HAVE_AVX2
+namespace avx2 {
+extern const GroupPasses kGroupPasses;
+}
+#endif
 #ifdef WBX_HAVE_AVX512
 namespace avx512 {
 extern const GroupPasses kGroupPasses;

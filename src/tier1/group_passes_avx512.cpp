@@ -137,6 +137,22 @@ WBX_INLINE Vector logic(Vector a, Vector b, Vector c) {
   return _mm512_ternarylogic_epi64(a, b, c, table & 0xFF);
 }
 
+// What GroupState::registers holds: the registers of MqDecoder; contexts, a byte each: bits 0 to 5
+// the state of T.800 table C.2, bit 7 the MPS; and how the zero-coding contexts are formed. Zero
+// coding has nine; the ninth shares a word with the run length.
+enum Register {
+  kInterval,
+  kCode,
+  kFedBelow,
+  kZeroCoding,
+  kRunLength,
+  kSign,
+  kRefinement,
+  kZeroShifts,
+  kZeroWeights,
+  kZeroMinuends,
+};
+
 struct Registers {
   Vector c, ct;
 };
@@ -179,34 +195,34 @@ class Decoder {
  public:
   WBX_INLINE explicit Decoder(GroupState& state)
       : state_(state),
-        a_(load(&state.a)),
-        c_(load(&state.c)),
-        ct_(load(&state.ct)),
-        zeroCoding_(load(&state.zeroCoding)),
-        runLength_(load(&state.runLength)),
-        sign_(load(&state.sign)),
-        refinement_(load(&state.refinement)),
+        a_(load(&state.registers[kInterval])),
+        c_(load(&state.registers[kCode])),
+        ct_(load(&state.registers[kFedBelow])),
+        zeroCoding_(load(&state.registers[kZeroCoding])),
+        runLength_(load(&state.registers[kRunLength])),
+        sign_(load(&state.registers[kSign])),
+        refinement_(load(&state.registers[kRefinement])),
         probabilities0_(load(k.probabilities.entry)),
         probabilities1_(load(k.probabilities.entry + 32)),
         changes0_(load(k.changes.entry)),
         changes1_(load(k.changes.entry + 32)),
         zeroTable0_(load(kGroupZeroCodingTable.entry)),
         zeroTable1_(load(kGroupZeroCodingTable.entry + 64)),
-        zeroShifts_(load(&state.zeroCodingShifts)),
-        zeroWeights_(load(&state.zeroCodingWeights)),
-        zeroMinuends_(load(&state.zeroCodingMinuends)),
+        zeroShifts_(load(&state.registers[kZeroShifts])),
+        zeroWeights_(load(&state.registers[kZeroWeights])),
+        zeroMinuends_(load(&state.registers[kZeroMinuends])),
         signTable_(load(k.signs.entry)),
         memberBase_(load(&k.memberBase)),
         pairBase_(load(&k.pairBase)) {}
 
   WBX_INLINE void finish() {
-    store(&state_.a, a_);
-    store(&state_.c, c_);
-    store(&state_.ct, ct_);
-    store(&state_.zeroCoding, zeroCoding_);
-    store(&state_.runLength, runLength_);
-    store(&state_.sign, sign_);
-    store(&state_.refinement, refinement_);
+    store(&state_.registers[kInterval], a_);
+    store(&state_.registers[kCode], c_);
+    store(&state_.registers[kFedBelow], ct_);
+    store(&state_.registers[kZeroCoding], zeroCoding_);
+    store(&state_.registers[kRunLength], runLength_);
+    store(&state_.registers[kSign], sign_);
+    store(&state_.registers[kRefinement], refinement_);
   }
 
   // The context of a significance decision, from a word of significant samples that has the sample
@@ -415,11 +431,21 @@ void findSignificant(GroupState& state, u32 members, Body body) {
 }
 
 void start(GroupState& state) {
+  store(&state.registers[kZeroCoding], all(4));      // T.800 table D.7: state 4 for label 0,
+  store(&state.registers[kRunLength], all(3 << 8));  // 3 for the run length
+  store(&state.registers[kSign], _mm512_setzero_si512());
+  store(&state.registers[kRefinement], _mm512_setzero_si512());
+  for (i32 member = 0; member < GroupWord::kMembers; ++member) {
+    const GroupZeroCoding& coding = groupZeroCoding(state.orientation[member]);
+    state.registers[kZeroShifts].member[member] = coding.taps.shifts();
+    state.registers[kZeroWeights].member[member] = coding.taps.weights();
+    state.registers[kZeroMinuends].member[member] = coding.minuends();
+  }
   // One bit, 0, stands above the first: T.800 C.3.5.
   const Registers r = refill(state, _mm512_setzero_si512(), all(static_cast<u64>(i64{1} - 16)));
-  store(&state.a, all(u64{1} << 63));
-  store(&state.c, r.c);
-  store(&state.ct, r.ct);
+  store(&state.registers[kInterval], all(u64{1} << 63));
+  store(&state.registers[kCode], r.c);
+  store(&state.registers[kFedBelow], r.ct);
 }
 
 // T.800 D.3.1.
