@@ -16,9 +16,10 @@ namespace {
 
 struct PlacedBlock {
   const CodeBlock* block;
-  BlockDecoder::Band band;
-  u8 orientation;
-  i32 width, height;
+  BlockBand band;
+  Rect rect;
+
+  [[nodiscard]] BlockTask task() const { return {block, &band, rect}; }
 };
 
 // Code blocks of the first tile of the input, evenly chosen, as its packets left them.
@@ -30,7 +31,7 @@ class RealBlocks {
     const auto& file = inputFile();
     handle_ = WBX_OpenMemory(file.data(), static_cast<i32>(file.size()));
     if (handle_ == nullptr) return;
-    tile_ = reinterpret_cast<Decoder*>(handle_)->tileTable.find(0);
+    tile_ = reinterpret_cast<Decoder*>(handle_)->index.tileTable.find(0);
     if (tile_ == nullptr) return;
     for (i32 c = 0; c < tile_->componentCount; ++c) collect(c);
     const size_t stride = (blocks.size() + kMost - 1) / kMost;
@@ -64,10 +65,8 @@ class RealBlocks {
     const ComponentCoding& coding = tile_->style.component[c];
     const auto entry =
         coding.quantization.stepSize[static_cast<size_t>(r == 0 ? 0 : 3 * r - 2 + s)];
-    BlockDecoder::Band band;
-    band.zeroCodingTable = subband.orientation == 1   ? &kZeroCodingHL
-                           : subband.orientation == 3 ? &kZeroCodingHH
-                                                      : &kZeroCodingLL;
+    BlockBand band;
+    band.orientation = subband.orientation;
     band.magnitudeBits = coding.quantization.guardBits + (entry >> 11) - 1;
     band.style = coding.cblkStyle;
     for (u32 p = 0; p < resolution.precinctCount(); ++p) {
@@ -78,8 +77,8 @@ class RealBlocks {
         for (u32 i = 0; i < grid.wide; ++i) {
           const CodeBlock* block = precinct->block(i, j);
           const Rect rect = grid.blockRect(i, j);
-          if (block == nullptr || block->passCount == 0 || rect.empty()) continue;
-          blocks.push_back({block, band, subband.orientation, rect.width(), rect.height()});
+          if (block == nullptr || block->chunks == nullptr || rect.empty()) continue;
+          blocks.push_back({block, band, rect});
         }
       }
     }
@@ -130,14 +129,9 @@ class Work {
   Work(const Work&) = delete;
   Work& operator=(const Work&) = delete;
 
-  void prepare(const PlacedBlock& placed) {
-    decoder->setBand(placed.band);
-    decoder->prepare(placed.width, placed.height);
-    samples_ += i64{placed.width} * placed.height;
-  }
   void decode(const PlacedBlock& placed, Stream& stream) {
-    prepare(placed);
-    benchmark::DoNotOptimize(decoder->decode(*placed.block, stream));
+    benchmark::DoNotOptimize(decoder->decode(placed.task(), stream));
+    samples_ += i64{placed.rect.width()} * placed.rect.height();
     for (const DataChunk* chunk = placed.block->chunks; chunk != nullptr; chunk = chunk->next())
       bytes_ += chunk->length();
   }
@@ -150,14 +144,6 @@ class Work {
  public:
   std::unique_ptr<BlockDecoder> decoder = std::make_unique<BlockDecoder>(arena_);
 };
-
-void prepareBlocks(benchmark::State& state) {
-  const RealBlocks real;
-  Work work(state);
-  for (auto _ : state) {
-    for (const PlacedBlock& each : real.blocks) work.prepare(each);
-  }
-}
 
 void decodeBlocks(benchmark::State& state) {
   const RealBlocks real;
@@ -176,26 +162,19 @@ void decodeGroups(benchmark::State& state) {
   const auto group = std::make_unique<GroupDecoder>(arena);
   group->setPasses(kernels().groupPasses);
   i64 samples = 0;
-  const auto sink = [&samples](i32, const Rect& rect, const u32* quads, i32, i32) {
-    benchmark::DoNotOptimize(quads);
-    samples += i64{rect.width()} * rect.height();
-  };
-  const auto sameBand = [](const PlacedBlock& a, const PlacedBlock& b) {
-    return a.orientation == b.orientation && a.band.magnitudeBits == b.band.magnitudeBits;
+  const auto never = [] { return false; };
+  const auto sink = [&samples](const BlockBand&, const DecodedBlock& block) {
+    benchmark::DoNotOptimize(block.quads);
+    samples += i64{block.rect.width()} * block.rect.height();
   };
   for (auto _ : state) {
-    for (size_t i = 0; i < real.blocks.size(); ++i) {
-      const PlacedBlock& each = real.blocks[i];
-      if (group->isFull() || (i > 0 && !sameBand(each, real.blocks[i - 1])))
-        benchmark::DoNotOptimize(group->decodeAll(*single, real.stream(), sink));
-      group->setBand(0, each.band, each.orientation);
-      Rect rect;
-      rect.x1 = static_cast<u16>(each.width);
-      rect.y1 = static_cast<u16>(each.height);
-      if (group->take(0, *each.block, rect, real.stream()) != GroupDecoder::Taken::kYes)
+    for (const PlacedBlock& each : real.blocks) {
+      if (group->isFull())
+        benchmark::DoNotOptimize(group->decodeAll(*single, real.stream(), never, sink));
+      if (group->take(each.task(), real.stream()) != GroupDecoder::Taken::kYes)
         return state.SkipWithError("an unusual block");
     }
-    benchmark::DoNotOptimize(group->decodeAll(*single, real.stream(), sink));
+    benchmark::DoNotOptimize(group->decodeAll(*single, real.stream(), never, sink));
   }
   state.SetItemsProcessed(samples);
 }
@@ -246,7 +225,6 @@ void mqDecisions(benchmark::State& state) {
 
 void registerBlockBenchmarks() {
   benchmark::RegisterBenchmark("mq/decisions", mqDecisions);
-  benchmark::RegisterBenchmark("blocks/prepare", prepareBlocks);
   benchmark::RegisterBenchmark("blocks/decode", decodeBlocks)->Unit(benchmark::kMillisecond);
   benchmark::RegisterBenchmark("blocks/decode_groups", decodeGroups)->Unit(benchmark::kMillisecond);
   benchmark::RegisterBenchmark("blocks/first_passes", firstPasses)

@@ -6,7 +6,7 @@
 #include "wbx.h"
 
 #include "engine/kernels.h"
-#include "parse/coding_style.h"
+#include "image/coding_style.h"
 #include "support.h"
 #include "support/reference_block_decoder.h"
 #include "tier1/block_decoder.h"
@@ -151,35 +151,40 @@ class PacketedBlock {
   DataChunk* last_ = nullptr;
 };
 
-BlockDecoder::Band bandOf(const Case& c) {
-  BlockDecoder::Band band;
-  band.zeroCodingTable = c.block.orientation == 1   ? &kZeroCodingHL
-                         : c.block.orientation == 3 ? &kZeroCodingHH
-                                                    : &kZeroCodingLL;
+BlockBand bandOf(const Case& c) {
+  BlockBand band;
+  band.orientation = static_cast<u8>(c.block.orientation);
   band.magnitudeBits = c.block.magnitudeBits;
   band.roiShift = c.block.roiShift;
   band.style = c.style;
   return band;
 }
 
-void requireSame(const Case& c, const u32* quads, i32 stripePitch, i32 lastPlane) {
+// The block at a place that tells which one it is.
+Rect rectOf(const Case& c, size_t i) {
+  Rect rect;
+  rect.x0 = static_cast<u16>(1000 * i);
+  rect.x1 = static_cast<u16>(rect.x0 + c.block.width);
+  rect.y1 = static_cast<u16>(c.block.height);
+  return rect;
+}
+
+void requireSame(const Case& c, const DecodedBlock& decoded) {
   test::ReferenceBlockDecoder reference(c.block);
   reference.decode();
-  require(lastPlane == reference.lastPlane, "last plane");
+  require(decoded.lastPlane == reference.lastPlane, "last plane");
   for (i32 y = 0; y < c.block.height; ++y) {
-    for (i32 x = 0; x < c.block.width; ++x) {
-      const u32 coefficient = quads[(y >> 2) * stripePitch + 4 * x + (y & 3)];
-      require(coefficient == reference.coefficient(x, y), "coefficient");
-    }
+    for (i32 x = 0; x < c.block.width; ++x)
+      require(decoded.coefficient(x, y) == reference.coefficient(x, y), "coefficient");
   }
 }
 
 void compare(BlockDecoder& decoder, Case c) {
   PacketedBlock packeted(c);
-  decoder.setBand(bandOf(c));
-  decoder.prepare(c.block.width, c.block.height);
-  require(decoder.decode(packeted.block(), packeted.stream()) == WBX_OK, "code of a block");
-  requireSame(c, decoder.quad(0, 0), decoder.stripePitch(), decoder.lastPlane());
+  const BlockBand band = bandOf(c);
+  const i32 code = decoder.decode({&packeted.block(), &band, rectOf(c, 0)}, packeted.stream());
+  require(code == WBX_OK, "code of a block");
+  requireSame(c, decoder.result());
 }
 
 // All blocks of an input together, as the default kind of blocks of one resolution.
@@ -188,6 +193,7 @@ void compareGroup(BlockDecoder& decoder, GroupDecoder& group, std::vector<Case> 
   group.setPasses(kernels().groupPasses);
   std::vector<std::unique_ptr<PacketedBlock>> blocks;
   std::vector<bool> taken;
+  std::vector<BlockBand> bands(cases.size());
   MemoryStream nothing;
   for (size_t i = 0; i < cases.size(); ++i) {
     Case& c = cases[i];
@@ -199,23 +205,19 @@ void compareGroup(BlockDecoder& decoder, GroupDecoder& group, std::vector<Case> 
     for (test::ReferenceChunk& chunk : c.block.chunks) chunk.endsSegment = false;
     c.style &= kStylePterm;
     c.home = c.home == Home::kDetached ? Home::kDetached : Home::kInline;  // no stream for each
-    group.setBand(static_cast<i32>(place), bandOf(c), static_cast<u8>(c.block.orientation));
+    bands[i] = bandOf(c);
     blocks.push_back(std::make_unique<PacketedBlock>(c));
-    Rect rect;
-    rect.x0 = static_cast<u16>(1000 * i);  // tells the sink which one it is
-    rect.x1 = static_cast<u16>(rect.x0 + c.block.width);
-    rect.y1 = static_cast<u16>(c.block.height);
-    taken.push_back(group.take(static_cast<i32>(place), blocks[i]->block(), rect, nothing) ==
-                    GroupDecoder::Taken::kYes);
+    const BlockTask task = {&blocks[i]->block(), &bands[i], rectOf(c, i)};
+    taken.push_back(group.take(task, nothing) == GroupDecoder::Taken::kYes);
   }
-  const i32 code =
-      group.decodeAll(decoder, nothing,
-                      [&](i32, const Rect& rect, const u32* quads, i32 stripePitch, i32 lastPlane) {
-                        const size_t i = rect.x0 / 1000;
-                        require(taken[i], "a block that was taken");
-                        taken[i] = false;
-                        requireSame(cases[i], quads, stripePitch, lastPlane);
-                      });
+  const i32 code = group.decodeAll(
+      decoder, nothing, [] { return false; },
+      [&](const BlockBand&, const DecodedBlock& decoded) {
+        const size_t i = decoded.rect.x0 / 1000;
+        require(taken[i], "a block that was taken");
+        taken[i] = false;
+        requireSame(cases[i], decoded);
+      });
   require(code == WBX_OK, "code of a group");
   require(std::find(taken.begin(), taken.end(), true) == taken.end(), "all blocks");
 }

@@ -94,10 +94,10 @@ bool same(const DecodeOptions& a, const DecodeOptions& b) {
 
 void compareParsers(const char* text) {
   DecodeOptions parsed, expected;
-  const i32 code = parsed.parseOptions(text, false, false);
+  const i32 code = parseOptions(parsed, text, false, false);
   require(code == readPlainly(text, expected), "code of the option text");
   require(same(parsed, expected), "options that were read");
-  require(parsed.parseOptions(text, true, true) == code, "code of a second reading");
+  require(parseOptions(parsed, text, true, true) == code, "code of a second reading");
   require(readPlainly(text, expected) == code, "code of a second plain reading");
   require(same(parsed, expected), "options that were read on top");
 }

@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "api/types.h"
+#include "base/types.h"
 
 namespace wbx::fuzz {
 

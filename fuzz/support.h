@@ -6,7 +6,7 @@
 #include <cstring>
 #include <vector>
 
-#include "api/types.h"
+#include "base/types.h"
 
 namespace wbx::fuzz {
 

@@ -63,7 +63,11 @@
  *
  * Threads: any function may be called from any thread, and different handles work in parallel. One
  * handle is for one thread at a time; the only exception is WBX_Cancel, which may be called from
- * any thread while WBX_Decode runs on that handle. Everything runs on the calling thread.
+ * any thread while WBX_Decode runs on that handle. Everything runs on the calling thread. A child
+ * of fork may use the library, and the handles that no other thread was using at the fork.
+ *
+ * Busy: while a call works on a handle, every other call on it, from a callback or from another
+ * thread, changes nothing and gives WBX_ERROR_ARGUMENT, WBX_Close included; WBX_Cancel excepted.
  *
  * Units: sizes and offsets are in bytes, widths, heights and tile sizes in pixels, unless said.
  */
@@ -88,6 +92,14 @@
 #define WBX_API
 #endif
 
+/* How functions and callbacks are called. On 32-bit Windows: the way that every language there has
+ * words for. Write it in front of the name of a callback: int32_t WBX_CALL readImage(...). */
+#if defined(_WIN32) && (defined(__i386__) || defined(_M_IX86))
+#define WBX_CALL __stdcall
+#else
+#define WBX_CALL
+#endif
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -101,9 +113,11 @@ extern "C" {
  * after a failure.
  *
  * Bad arguments are caught as far as the platform allows: a null pointer, a handle that is none
- * and a pointer to memory that cannot be accessed give a code and no crash. After
- * WBX_ERROR_INTERNAL do nothing with the handle but close it. A handle that was closed is freed
- * memory, and using it is a fault of the caller that nothing can catch reliably.
+ * and a pointer to memory that cannot be accessed give a code and no crash. Memory that can be
+ * accessed and is no handle is recognised too, but not by WBX_Close and WBX_Cancel, which store
+ * into what they are given. After WBX_ERROR_INTERNAL do nothing with the handle but close it. A
+ * handle that was closed is freed memory, and using it is a fault of the caller that nothing can
+ * catch reliably.
  * ------------------------------------------------------------------------------------------- */
 
 typedef enum WBX_Error {
@@ -120,10 +134,11 @@ typedef enum WBX_Error {
    * Also what is no JPEG 2000 image at all. */
   WBX_ERROR_CORRUPT = 3,
 
-  /* The source failed or ended where more was needed. */
+  /* The source failed or ended where more was needed. Also a damaged packet header: it leads the
+   * open astray in the data, and nothing tells it from a source that lost bytes. */
   WBX_ERROR_READ = 4,
 
-  /* An argument is null or of no use, or the handle is none. */
+  /* An argument is null or of no use, or the handle is none or busy. */
   WBX_ERROR_ARGUMENT = 5,
 
   /* WBX_Cancel stopped the decode. The handle can go on to be used. */
@@ -201,18 +216,19 @@ typedef enum WBX_Error {
 
 /* The text of a code; "<unknown>" for a number that is no code. A constant, never null, not to be
  * freed. */
-WBX_API const char* WBX_getErrorStr(int32_t code);
+WBX_API const char* WBX_CALL WBX_getErrorStr(int32_t code);
 
 /* The code that the last failure on this thread left; 0 if there was none. On Windows the word is
  * that of GetLastError, and errors of the system show in it unchanged. */
-WBX_API int32_t WBX_getLastError(void);
+WBX_API int32_t WBX_CALL WBX_getLastError(void);
 
 /* The text of that code, as WBX_getErrorStr gives it. */
-WBX_API const char* WBX_getLastErrorStr(void);
+WBX_API const char* WBX_CALL WBX_getLastErrorStr(void);
 
 /* Copies the text of a code with its terminating zero to `text`, which must have room for
- * WBX_ERROR_TEXT_SIZE bytes; for languages that cannot take a constant text. */
-WBX_API void WBX_getErrorStrVB(int32_t code, char* text);
+ * WBX_ERROR_TEXT_SIZE bytes; for languages that cannot take a constant text. With a null or bad
+ * pointer nothing happens. */
+WBX_API void WBX_CALL WBX_getErrorStrVB(int32_t code, char* text);
 
 /* ---------------------------------------------------------------------------------------------
  * 2. Open and close
@@ -230,44 +246,52 @@ WBX_API void WBX_getErrorStrVB(int32_t code, char* text);
 /* One open image. Opaque, never null for an open image, and valid until WBX_Close. */
 typedef struct WBX_Decoder* WBX_Handle;
 
-/* Opens the named file. The file stays open until WBX_Close. A null path is
- * WBX_ERROR_ARGUMENT. */
-WBX_API WBX_Handle WBX_OpenFile(const char* path);
+/* Opens the named file. It must be a regular one: a pipe or a terminal, where positions cannot be
+ * sought, is WBX_ERROR_OPEN, and images from there are for WBX_OpenCustom. The path goes to the
+ * system as it is on POSIX, any bytes; on Windows it is UTF-8. The file stays open until WBX_Close.
+ * A null path is WBX_ERROR_ARGUMENT. */
+WBX_API WBX_Handle WBX_CALL WBX_OpenFile(const char* path);
 
 /* Opens an image that lies in memory. The bytes are not copied: they are the caller's and must stay
  * where they are, unchanged, until WBX_Close. Null data or a size below 1 is
- * WBX_ERROR_ARGUMENT. */
-WBX_API WBX_Handle WBX_OpenMemory(const void* data, int32_t size);
+ * WBX_ERROR_ARGUMENT. What is read is the same as from a file but for a box behind the codestream
+ * that ends at the end of the data or beyond it: see docs/limits.md. */
+WBX_API WBX_Handle WBX_CALL WBX_OpenMemory(const void* data, int32_t size);
 
 /* A source of the caller's own, for WBX_OpenCustom. The callbacks run on the thread that called the
- * library, and only while it is inside a call on this handle. They must not throw exceptions. */
+ * library, and only while it is inside a call on this handle. They may call the library for other
+ * handles, WBX_Cancel for this one (which stops a decode), and nothing else for this one: it is
+ * busy. They must neither throw exceptions nor leave by longjmp: the handle could then not even be
+ * closed. */
 typedef struct CustomCallbacks {
-  /* Goes to `offset` from the start of the source. Returns 0 for success. May be null: a source
-   * that cannot seek works too, but keeps a copy of all image data in memory from the open on. */
-  int32_t (*seek)(void* user, uint32_t offset);
+  /* Goes to `offset` from the start of the source, which may lie beyond its end: reads from there
+   * deliver nothing. Returns 0 for success. May be null: a source that cannot seek works too, but
+   * keeps a copy of all image data in memory from the open on. */
+  int32_t(WBX_CALL* seek)(void* user, uint32_t offset);
 
-  /* Writes up to `count` bytes to `buffer` and moves on by them. Returns the number of bytes, which
-   * is below `count` at the end of the data only, or a negative number for an error. Required.
-   * Beware: here the user value comes last. */
-  int32_t (*read)(void* buffer, uint32_t count, void* user);
+  /* Writes up to `count` bytes, 1 at least, to `buffer` and moves on by them. Returns the number of
+   * bytes, which is below `count` at the end of the data only, or a negative number for an error.
+   * Required. Beware: here the user value comes last. */
+  int32_t(WBX_CALL* read)(void* buffer, uint32_t count, void* user);
 
-  /* Called exactly once, as the last of the callbacks: by WBX_Close or by the failing open. May be
-   * null. */
-  void (*close)(void* user);
+  /* Called exactly once, as the last of the callbacks: by WBX_Close or by the open that fails, for
+   * lack of memory and after a fault too. May be null. */
+  void(WBX_CALL* close)(void* user);
 } CustomCallbacks;
 
 /* Opens an image that is read through callbacks. The source must stand at its start. The record is
  * copied; `user` is handed to each callback unchanged and may be null. Callbacks and user value
  * must stay valid until the close callback has run. If there is a seek callback it is called at
  * once with offset 0: only if that succeeds counts the source as seekable. A null record or a null
- * read callback is WBX_ERROR_ARGUMENT, and then no callback is called. */
-WBX_API WBX_Handle WBX_OpenCustom(void* user, const CustomCallbacks* callbacks);
+ * read callback is WBX_ERROR_ARGUMENT, and then no callback is called, close included. */
+WBX_API WBX_Handle WBX_CALL WBX_OpenCustom(void* user, const CustomCallbacks* callbacks);
 
 /* Closes the image and frees all that belongs to it: every internal buffer that its decodes
  * returned, every metadata pointer, and the source (the caller's memory is left alone). It does not
- * wait for a decode on another thread: see that one return first. Returns 0, WBX_ERROR_ARGUMENT for
- * a null or wild handle, or WBX_ERROR_INTERNAL, after which the handle is gone as well. */
-WBX_API int32_t WBX_Close(WBX_Handle handle);
+ * wait for a decode on another thread: that one is cancelled and the handle stays open, so close it
+ * when the decode has returned. Returns 0; WBX_ERROR_ARGUMENT for a null, wild or busy handle; or
+ * WBX_ERROR_INTERNAL, after which the handle is gone as well. */
+WBX_API int32_t WBX_CALL WBX_Close(WBX_Handle handle);
 
 /* ---------------------------------------------------------------------------------------------
  * 3. Information about an image
@@ -275,8 +299,8 @@ WBX_API int32_t WBX_Close(WBX_Handle handle);
 
 /* Size and number of components of the whole image, whatever tiles are selected. Each output
  * pointer may be null. Returns 0, or WBX_ERROR_ARGUMENT, with outputs undefined. */
-WBX_API int32_t WBX_GetInfo(WBX_Handle handle, uint32_t* width, uint32_t* height,
-                            uint32_t* components);
+WBX_API int32_t WBX_CALL WBX_GetInfo(WBX_Handle handle, uint32_t* width, uint32_t* height,
+                                     uint32_t* components);
 
 enum {
   WBX_INFO_JP2 = 1,       /* in a JP2 or JPX file; clear for a raw codestream */
@@ -297,7 +321,7 @@ typedef struct WBX_ImageInfoEx {
 
 /* Fills the record. Returns 0, or WBX_ERROR_ARGUMENT, also for a null record, with the record
  * undefined. */
-WBX_API int32_t WBX_GetInfoEx(WBX_Handle handle, WBX_ImageInfoEx* info);
+WBX_API int32_t WBX_CALL WBX_GetInfoEx(WBX_Handle handle, WBX_ImageInfoEx* info);
 
 /* ---------------------------------------------------------------------------------------------
  * 4. Decode
@@ -329,6 +353,21 @@ WBX_API int32_t WBX_GetInfoEx(WBX_Handle handle, WBX_ImageInfoEx* info);
  * a 4-bit image fills 120 to 135.
  *
  * Sub-sampled components are enlarged by repetition, so that every pixel has all samples.
+ *
+ * Beware of the default of the video option: an image of 3 components whose colours are sub-sampled
+ * in width only (4:2:2) comes out at half its resolution, enlarged again, unless the options say
+ * "video=0".
+ *
+ * Into a buffer of the caller's own, red, green and blue without gaps:
+ *
+ *     uint32_t width, height, pitch = 0, size = 1;
+ *     void* pixels = picture;        // any byte's address will do for the question
+ *     int32_t code = WBX_Decode(image, &pixels, &size, "bpp=3,comp_order=RGB,video=0", &pitch);
+ *     if (code == WBX_ERROR_BUFFER_SIZE) {
+ *       pixels = malloc(size);       // now `size` is what the picture needs
+ *       if (pixels != NULL)
+ *         code = WBX_Decode(image, &pixels, &size, "bpp=3,comp_order=RGB,video=0", &pitch);
+ *     }
  * ------------------------------------------------------------------------------------------- */
 
 /* Decodes the selected tiles into a buffer.
@@ -341,7 +380,8 @@ WBX_API int32_t WBX_GetInfoEx(WBX_Handle handle, WBX_ImageInfoEx* info);
  *   options  the option text, see section 5; null for the defaults.
  *   pitch    in and out, may be null. In: the wanted distance in bytes from row to row of the
  *            caller's buffer, 0 for the default of pixel size times width; not read for an internal
- *            buffer. Out: the distance in use. With 16-bit samples use even ones.
+ *            buffer. Out: the distance in use. With 16-bit samples an odd one counts
+ *            as the even one below it.
  *
  *                          caller's buffer              internal buffer
  *   freed by               the caller                   WBX_Close
@@ -364,21 +404,25 @@ WBX_API int32_t WBX_GetInfoEx(WBX_Handle handle, WBX_ImageInfoEx* info);
  *                          buffer may have been stored, which WBX_Close frees
  *   WBX_ERROR_BUFFER_SIZE  the caller's buffer or pitch is too small; *size and *pitch set to what
  *                          is needed or in use, nothing decoded. A call with *size of 1 thus asks
- *                          for the size. (*size holds the low 32 bits of a size beyond 2^32 - 1.)
+ *                          for the size; a picture of 1 byte is decoded by it. (*size holds the low
+ *                          32 bits of a size beyond 2^32 - 1.)
  *   WBX_ERROR_CANCELLED    all outputs set, the picture incomplete
  *   WBX_ERROR_INTERNAL     outputs and picture undefined
  */
-WBX_API int32_t WBX_Decode(WBX_Handle handle, void** buffer, uint32_t* size, const char* options,
-                           uint32_t* pitch);
+WBX_API int32_t WBX_CALL WBX_Decode(WBX_Handle handle, void** buffer, uint32_t* size,
+                                    const char* options, uint32_t* pitch);
 
 /* From a file name to a picture in an internal buffer, in one call. Sets *buffer to the picture,
  * *width and *height to its size at the resolution that `options` asks for (or the smallest one,
  * if there are not so many) and *components to the number of components of the image. The pixels
  * and rows are those of an internal buffer of WBX_Decode, so a row has bytes of a pixel times width
  * bytes. Returns the handle, which the caller closes and the buffer lives on; or null, with the
- * code in the last-error word and the outputs undefined. Only `options` may be null. */
-WBX_API WBX_Handle WBX_EasyDecode(const char* path, void** buffer, uint32_t* width,
-                                  uint32_t* height, uint32_t* components, const char* options);
+ * code in the last-error word, *buffer null (but for a path that is null or empty, or an output
+ * that is null or bad: then it may be as it was) and the other outputs undefined. Only `options`
+ * may be null. */
+WBX_API WBX_Handle WBX_CALL WBX_EasyDecode(const char* path, void** buffer, uint32_t* width,
+                                           uint32_t* height, uint32_t* components,
+                                           const char* options);
 
 /* ---------------------------------------------------------------------------------------------
  * 5. Decode options
@@ -393,7 +437,12 @@ WBX_API WBX_Handle WBX_EasyDecode(const char* path, void** buffer, uint32_t* wid
  *                             width and height. N below 0 is 0; N beyond what the selected tiles
  *                             have is the smallest resolution.
  *   bpp=N               0     Bytes (not bits) from pixel to pixel, at least components times bytes
- *                             per sample; 0 chooses by the table of section 4.
+ *                             per sample; 0 chooses by the table of section 4. With 16-bit samples
+ *                             an odd N counts as N - 1. A negative N is WBX_ERROR_BPP, or
+ *                             WBX_ERROR_MEMORY with an internal buffer. The samples of a lossy
+ *                             image in bytes with a component transform differ with N: colours wait
+ *                             in the pixel with 2 fractional bits if it has 3 bytes, with 6 if it
+ *                             has 4. So 4 is closer to the original, and faster.
  *   comp_order=TEXT,  BGR0    "RG" (upper case) at the start exchanges samples 0 and 2 of every
  *   co=TEXT                   pixel, to red, green, blue by default. For 1 component in bytes the
  *                             first four characters also say which bytes of a wider pixel get the
@@ -408,7 +457,8 @@ WBX_API WBX_Handle WBX_EasyDecode(const char* path, void** buffer, uint32_t* wid
  *   video, video=N      2     1: the finest resolution that would be decoded is not, and the one
  *                             below it is enlarged in its place; faster and softer. 0: off. 2: on
  *                             for images of 3 components whose colours are sub-sampled in width
- *                             only, otherwise off. "video" alone is 1, other numbers are 0.
+ *                             only (beware: see section 4), otherwise off. "video" alone is 1,
+ *                             other numbers are 0.
  *   nomct             off     Leaves out the inverse component transform, and for bytes the
  *                             conversion from sYCC: the components come out as they were coded. It
  *                             stays so for this handle in later decodes.
@@ -421,25 +471,27 @@ WBX_API WBX_Handle WBX_EasyDecode(const char* path, void** buffer, uint32_t* wid
  * 6. Resolutions and tiles
  *
  * The answers of the three resolution functions are about the selected tiles: their bounding
- * rectangle is the picture, and it has the resolutions that every one of them has.
+ * rectangle is the picture, and it has the resolutions that every one of them has. Tiles for which
+ * the file holds no data limit nothing: with only such tiles selected there are 255 resolutions.
+ * At a low resolution a picture can be 0 pixels wide or high; its decode writes nothing.
  * ------------------------------------------------------------------------------------------- */
 
 /* Stores the number of resolutions in *count, 1 or more; 1 when no tile is selected. The levels of
  * the res_level option go from 0, full size, to *count - 1. Returns 0; WBX_ERROR_ARGUMENT, also
  * for a null or bad count pointer; or WBX_ERROR_INTERNAL. */
-WBX_API int32_t WBX_GetResolutions(WBX_Handle handle, int32_t* count);
+WBX_API int32_t WBX_CALL WBX_GetResolutions(WBX_Handle handle, int32_t* count);
 
 /* Stores the size of the picture at a level, in pixels. A level below 0 is full size. A level
  * beyond the last gives WBX_ERROR_RESOLUTION and stores the size of the last, which is what a
  * decode would use. Otherwise returns 0; WBX_ERROR_ARGUMENT (any null pointer), with nothing
  * stored; or WBX_ERROR_INTERNAL. */
-WBX_API int32_t WBX_GetResolutionDimensions(WBX_Handle handle, int32_t level, uint32_t* width,
-                                            uint32_t* height);
+WBX_API int32_t WBX_CALL WBX_GetResolutionDimensions(WBX_Handle handle, int32_t level,
+                                                     uint32_t* width, uint32_t* height);
 
 /* The same for the res_level that an option text asks for; null and "" are level 0. An unknown
  * option is no error here: the options in front of it count. */
-WBX_API int32_t WBX_GetResolutionDimensionsByStr(WBX_Handle handle, const char* options,
-                                                 uint32_t* width, uint32_t* height);
+WBX_API int32_t WBX_CALL WBX_GetResolutionDimensionsByStr(WBX_Handle handle, const char* options,
+                                                          uint32_t* width, uint32_t* height);
 
 /* Selects the tiles `first` to `last`, both included, for the following decodes, or takes them away
  * if `state` is 0. Tiles are numbered row by row from the top left, from 0; a negative `first`
@@ -453,7 +505,8 @@ WBX_API int32_t WBX_GetResolutionDimensionsByStr(WBX_Handle handle, const char* 
  * Returns 0; WBX_ERROR_TILE if `first` is beyond the last tile, with nothing changed, or if only
  * `last` is, with the tiles up to the end selected all the same; WBX_ERROR_ARGUMENT; or
  * WBX_ERROR_INTERNAL. */
-WBX_API int32_t WBX_SelectTiles(WBX_Handle handle, int32_t first, int32_t last, int32_t state);
+WBX_API int32_t WBX_CALL WBX_SelectTiles(WBX_Handle handle, int32_t first, int32_t last,
+                                         int32_t state);
 
 /* ---------------------------------------------------------------------------------------------
  * 7. Metadata
@@ -485,42 +538,52 @@ enum {
  * well. Of all kinds but WBX_META_UUID a zero byte follows the `*length` bytes. The data belongs to
  * the image and lives until WBX_Close. Other results: WBX_ERROR_ARGUMENT (any null pointer), and
  * WBX_ERROR_INTERNAL, also for a bad pointer, with outputs undefined. */
-WBX_API int32_t WBX_GetMetaData(WBX_Handle handle, int32_t* index, uint32_t* kind,
-                                const void** data, uint32_t* length);
+WBX_API int32_t WBX_CALL WBX_GetMetaData(WBX_Handle handle, int32_t* index, uint32_t* kind,
+                                         const void** data, uint32_t* length);
 
 /* ---------------------------------------------------------------------------------------------
  * 8. Cancel, log, start and stop
  * ------------------------------------------------------------------------------------------- */
 
-/* Asks a WBX_Decode that runs on this handle in another thread to stop; it then returns
- * WBX_ERROR_CANCELLED soon. Returns at once. Without a running decode it has no effect. A null or
- * wild handle leaves WBX_ERROR_ARGUMENT in the last-error word. */
-WBX_API void WBX_Cancel(WBX_Handle handle);
+/* Asks a WBX_Decode that runs on this handle in another thread, or around the callback that calls
+ * this, to stop; it then returns WBX_ERROR_CANCELLED soon. Returns at once. Without a running
+ * decode it has no effect. A null or wild handle leaves WBX_ERROR_ARGUMENT in the last-error word.
+ * The handle must not be closed at the same time. */
+WBX_API void WBX_CALL WBX_Cancel(WBX_Handle handle);
 
 /* The version of the library as a number. */
 #define WBX_VERSION 1655243u
-WBX_API uint32_t WBX_getVersion(void);
+WBX_API uint32_t WBX_CALL WBX_getVersion(void);
 
 /* Starts the log: from now on every call, marker, box and tile leaves a line in the file
  * "wbx-codec.log" in the current directory. One log serves the whole process. `reserved` is not
- * read. `append` of 0 empties the file first, any other value keeps what it holds. Returns 0, or
- * WBX_ERROR_OPEN if the log is running already (it goes on undisturbed) or the file cannot be
- * opened. */
-WBX_API int32_t WBX_StartLogging(uint32_t reserved, int32_t append);
+ * read. `append` of 0 empties the file first, any other value keeps what it holds. Text of files
+ * and callers is shown with \xNN in place of bytes that are neither printable ASCII nor part of a
+ * printable character of UTF-8, so that it cannot pass for lines of the log. Of a long path or
+ * option text the line shows the beginning and "...". Returns 0, or WBX_ERROR_OPEN if the log is
+ * running already (it goes on undisturbed) or the file cannot be opened. */
+WBX_API int32_t WBX_CALL WBX_StartLogging(uint32_t reserved, int32_t append);
 
 /* Ends the log and closes its file. Without a running log nothing happens. */
-WBX_API void WBX_StopLogging(void);
+WBX_API void WBX_CALL WBX_StopLogging(void);
 
-/* Starting and stopping by hand. Loading the library starts it and unloading or the end of the
- * process stops it, so a program needs neither of these. Each may be called at any time and any
- * number of times, while no other thread is inside the library. WBX_CloseLibrary ends the log and
- * frees every internal buffer that is still there, so it belongs after the last WBX_Close;
- * WBX_InitLibrary starts anew after it. Between start and stop the library has handlers for
- * SIGSEGV, SIGBUS, SIGFPE and SIGILL in place on POSIX systems: they take a fault on a thread that
- * is inside a call of this library, and hand every other signal on to the handler that stood
- * before. */
-WBX_API void WBX_InitLibrary(void);
-WBX_API void WBX_CloseLibrary(void);
+/* Starting and stopping by hand. Loading the library starts it and the end of the process stops it,
+ * linked statically too, so a program needs neither of these. Each may be called at any time and
+ * any number of times, while no other thread is inside the library. WBX_CloseLibrary ends the log
+ * and frees every internal buffer that is still there, so it belongs after the last WBX_Close;
+ * WBX_InitLibrary starts anew after it.
+ *
+ * Between start and stop the library has handlers for SIGSEGV, SIGBUS, SIGFPE and SIGILL in place
+ * on POSIX systems: they take a fault on a thread that is inside a call of this library, and hand
+ * every other signal on to the handler that stood before. An application that sets a handler of its
+ * own for these signals after the start switches the library's off, and bad pointers then are its
+ * own affair, unless its handler passes on to the one that sigaction reported. To keep the guard
+ * set such handlers before the library starts, or between WBX_CloseLibrary and WBX_InitLibrary. To
+ * get it back, put the reported handler (or the default action) back and call these two. A handler
+ * may leave a fault of the application's own by siglongjmp, past calls of the library as well; what
+ * those calls held is lost, and their handles stay busy for ever. */
+WBX_API void WBX_CALL WBX_InitLibrary(void);
+WBX_API void WBX_CALL WBX_CloseLibrary(void);
 
 #ifdef __cplusplus
 }

@@ -1,6 +1,8 @@
 #include "api/call_frame.h"
 
-#include "api/platform.h"
+#include <cstring>
+
+#include "base/platform.h"
 
 namespace wbx {
 
@@ -9,6 +11,17 @@ namespace {
 // Where no Decoder can lie, a load or store is a fault even if the processor would allow it.
 bool isMisplaced(WBX_Handle handle) {
   return reinterpret_cast<std::uintptr_t>(handle) % alignof(Decoder) != 0;
+}
+
+bool isOpenImage(WBX_Handle handle) {
+  if (isMisplaced(handle)) return false;
+  const volatile u32& magic = decoderOf(handle).magic;
+  return magic == kDecoderMagic;
+}
+
+// False if another call was faster.
+bool takeHold(WBX_Handle handle) {
+  return !decoderOf(handle).busy.exchange(true, std::memory_order_acquire);
 }
 
 }  // namespace
@@ -24,20 +37,25 @@ i32 finish(i32 code) {
   return WBX_OK;
 }
 
-i32 readMagic(WBX_Handle handle) {
-  if (isMisplaced(handle)) return WBX_ERROR_ARGUMENT;
-  const volatile u32& magic = decoderOf(handle).magic;
-  return magic == kDecoderMagic ? WBX_OK : WBX_ERROR_ARGUMENT;
-}
-
-i32 testHandle(WBX_Handle handle) {
-  return FaultGuard::probe([&] { return readMagic(handle); });
-}
-
 i32 setCancelled(WBX_Handle handle) {
   if (isMisplaced(handle)) return WBX_ERROR_ARGUMENT;
   return FaultGuard::probe(
       [&] { decoderOf(handle).cancelled.store(true, std::memory_order_relaxed); });
+}
+
+Hold::Hold(WBX_Handle handle) : handle_(handle) {
+  code_ = FaultGuard::probe(
+      [&] { return isOpenImage(handle) && takeHold(handle) ? WBX_OK : WBX_ERROR_ARGUMENT; });
+}
+
+Hold::~Hold() {
+  if (code_ == WBX_OK) decoderOf(handle_).busy.store(false, std::memory_order_release);
+}
+
+i32 seize(WBX_Handle handle) {
+  const i32 code = setCancelled(handle);
+  if (code != WBX_OK) return code;
+  return FaultGuard::probe([&] { return takeHold(handle) ? WBX_OK : WBX_ERROR_ARGUMENT; });
 }
 
 CallerText::CallerText(const char* text) {
@@ -45,11 +63,11 @@ CallerText::CallerText(const char* text) {
   if (text == nullptr) return;
   const i32 code = FaultGuard::probe([&] {
     size_t length = 0;
-    while (length + 1 < sizeof copy_ && text[length] != '\0') {
+    while (length < kLength && text[length] != '\0') {
       copy_[length] = text[length];
       ++length;
     }
-    copy_[length] = '\0';
+    std::strcpy(copy_ + length, length < kLength ? "" : "...");
   });
   if (code != WBX_OK) copy_[0] = '\0';
 }

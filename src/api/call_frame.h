@@ -5,7 +5,8 @@
 
 #include "api/decoder.h"
 #include "api/fault_guard.h"
-#include "api/logger.h"
+#include "api/library.h"
+#include "base/logger.h"
 
 namespace wbx {
 
@@ -26,24 +27,42 @@ i32 finish(i32 code);
   return reinterpret_cast<WBX_Handle>(decoder);
 }
 
-// Returns 0, or 5 for what is no open image. Only for use under the probe level.
-[[nodiscard]] i32 readMagic(WBX_Handle handle);
+// A call's hold on a handle of unknown worth, for as long as the object lives. Another call that
+// has it, from another thread or around a callback, keeps this one out.
+class Hold {
+ public:
+  explicit Hold(WBX_Handle handle);
+  ~Hold();
+  Hold(const Hold&) = delete;
+  Hold& operator=(const Hold&) = delete;
 
-// The same under the probe level, for a handle of unknown worth.
-[[nodiscard]] i32 testHandle(WBX_Handle handle);
+  // 0, or 5 for what is no open image and for one that is busy.
+  [[nodiscard]] i32 code() const { return code_; }
+
+ private:
+  WBX_Handle handle_;
+  i32 code_;
+};
+
+// Takes hold of the handle for good, after a test by the store of the cancel flag alone. Returns 0,
+// or 5 when the store is impossible or the handle busy.
+[[nodiscard]] i32 seize(WBX_Handle handle);
 
 // Stores the cancel flag, under the probe level; returns 0, or 5 when that is impossible.
 [[nodiscard]] i32 setCancelled(WBX_Handle handle);
 
 // A caller's text for the log, copied under the probe level so that a wild pointer cannot strike
-// under the lock of the log. Empty for null; cut to what a line of the log can hold.
+// under the lock of the log. Empty for null. Of a long one the beginning and "...", so that
+// what the line says behind it has room too.
 class CallerText {
  public:
   explicit CallerText(const char* text);
   [[nodiscard]] const char* get() const { return copy_; }
 
  private:
-  char copy_[Logger::kBufferSize];
+  static constexpr size_t kLength = Logger::kBufferSize - 112;
+
+  char copy_[kLength + sizeof "..."];
 };
 
 }  // namespace wbx

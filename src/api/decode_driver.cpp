@@ -4,8 +4,8 @@
 #include "wbx.h"
 
 #include "api/decoder.h"
-#include "api/logger.h"
 #include "api/slave_list.h"
+#include "base/logger.h"
 
 namespace wbx {
 
@@ -29,11 +29,16 @@ i32 Decoder::planOutput(void** buffer, u32* size, u32* pitch) {
   const u32 givenSize = *size;
   const Rect picture = pictureAt(std::min(options.res_level, resolutionCount() - 1));
   const bool external = *buffer != nullptr;
-  const i32 packedBytes = image.components * image.bytesPerSample;
-  if (options.bpp == 0) options.bpp = external ? packedBytes : internalPixelBytes(image);
+  const i32 packedBytes = index.image.components * index.image.bytesPerSample;
+  if (options.bpp == 0) options.bpp = external ? packedBytes : internalPixelBytes(index.image);
+
+  // Pixels and rows lie whole samples apart.
+  const i64 wholeSamples = -i64{index.image.bytesPerSample};
+  options.bpp = static_cast<i32>(options.bpp & wholeSamples);
 
   const i64 packedRow = i64{options.bpp} * picture.width();
-  const i64 row = external && pitch != nullptr && *pitch != 0 ? i64{*pitch} : packedRow;
+  const bool rowGiven = external && pitch != nullptr && *pitch != 0;
+  const i64 row = rowGiven ? *pitch & wholeSamples : packedRow;
   const i64 bytes = row * picture.height();
   const bool fits = bytes >= 0 && bytes <= std::numeric_limits<u32>::max();
 
@@ -57,63 +62,94 @@ i32 Decoder::planOutput(void** buffer, u32* size, u32* pitch) {
 }
 
 void Decoder::settleOptions() {
-  if (options.video == 2) options.video = chromaSubsampled ? 1 : 0;
+  const MetadataStore& metadata = index.metadata;
+  TileTable& tiles = index.tileTable;
+  if (options.video == 2) options.video = index.chromaSubsampled ? 1 : 0;
   if (options.nomct != 0) {
-    mainCoding.mct = kMctNone;
-    for (i32 i = tileTable.nextRecord(0); i < tileCount(); i = tileTable.nextRecord(i + 1))
-      tileTable.find(i)->style.mct = kMctNone;
+    index.mainCoding.mct = kMctNone;
+    for (i32 i = tiles.nextRecord(0); i < tileCount(); i = tiles.nextRecord(i + 1))
+      tiles.find(i)->style.mct = kMctNone;
   }
-  options.colourSpace = static_cast<i32>(metadata.colourSpace());
-  if (metadata.channelCount() >= 4 && metadata.channelDefinition(3).type == kPremultipliedOpacity) {
+  options.colourSpace = static_cast<i32>(metadata.colourSpace);
+  if (metadata.channelCount >= 4 && metadata.channelDefinition[3].type == kPremultipliedOpacity) {
     options.mul_by_alpha = 0;
   }
   const bool firstIsBlue =
-      metadata.channelCount() > 0 && metadata.channelDefinition(0).association == kAssociatedBlue;
+      metadata.channelCount > 0 && metadata.channelDefinition[0].association == kAssociatedBlue;
   options.bgrOutput = firstIsBlue ? 0 : 1;
 }
 
 // A tile without a record leaves no trace but in the log.
 i32 Decoder::nextTile(i32 from) const {
-  return logger.active() ? from : tileTable.nextRecord(from);
+  return logger.active() ? from : index.tileTable.nextRecord(from);
 }
 
-bool Decoder::isDecodable(i32 index) const {
-  if (!tileTable.isSelected(index)) return false;
-  const Tile* tile = tileTable.find(index);
+bool Decoder::isDecodable(i32 number) const {
+  if (!index.tileTable.isSelected(number)) return false;
+  const Tile* tile = index.tileTable.find(number);
   return tile != nullptr && tile->isBuilt();
 }
 
 template <class Engine>
-i32 Decoder::runEngine(Engine& engine, const Tile& tile, i32 x, i32 y) {
-  engine.context = {&blockDecoder, &groupDecoder, &options, image.components, &cancelled};
+Engine& Decoder::aim(Engine& engine, const Tile& tile, i32 x, i32 y) {
+  engine.context = {&blockDecoder, &groupDecoder, &options, index.image.components, &cancelled};
 
-  // Strides of a whole number of samples.
-  const i32 sampleBytes = image.bytesPerSample;
   ScanlineWriter& writer = engine.writer;
   writer.colourTransform = tile.style.mct;
   writer.components = tile.componentCount;
   writer.origin = outputPlan.buffer + i64{y} * outputPlan.pitch + i64{x} * outputPlan.bytesPerPixel;
-  writer.rowBytes = i64{outputPlan.pitch} / sampleBytes * sampleBytes;
-  writer.pixelBytes = outputPlan.bytesPerPixel / sampleBytes * sampleBytes;
+  writer.rowBytes = outputPlan.pitch;
+  writer.pixelBytes = outputPlan.bytesPerPixel;
   writer.columnsLeft = static_cast<i32>(outputPlan.width) - x;
   writer.rowsLeft = static_cast<i32>(outputPlan.height) - y;
-  if (sampleBytes > 1) {
-    writer.maxValue = (1 << image.maxPrecision) - 1;
-    writer.levelShift = 1 << (image.maxPrecision - 1);
+  if (index.image.bytesPerSample > 1) {
+    writer.maxValue = (1 << index.image.maxPrecision) - 1;
+    writer.levelShift = 1 << (index.image.maxPrecision - 1);
   }
-  return engine.decodeTile(tile);
+  return engine;
 }
 
-i32 Decoder::decodeTile(i32 index, const Rect& picture) {
-  logger.writeStamped("  - Tile #%u", static_cast<u32>(index));
-  if (!isDecodable(index)) {
+// Pixels lack a component where a sub-sampled one has no sample in a narrow tile, or where colours
+// are exchanged that a grey picture does not have.
+bool Decoder::mayLackComponents() const {
+  const ImageHeader& image = index.image;
+  const bool exchanges =
+      options.rgbOrder != 0 || options.colourSpace == static_cast<i32>(kColourYcc);
+  return (image.components < 3 && exchanges) ||
+         std::any_of(image.component, image.component + image.components,
+                     [](const ComponentInfo& info) { return info.hsamp > 1 || info.vsamp > 1; });
+}
+
+void Decoder::clearAbsent(i32 number, const Rect& picture) {
+  if (!isDecodable(number)) return;
+  const Tile& tile = *index.tileTable.find(number);
+  const Rect reduced = reduceRect(tile.rect, options.res_level);
+  const i32 x = reduced.x0 - picture.x0, y = rowOf(reduced, picture);
+  if (reduced.empty()) return;
+  if (index.image.bytesPerSample < 2) {
+    aim(engine8, tile, x, y).clearAbsent(tile);
+  } else {
+    aim(engine16, tile, x, y).clearAbsent(tile);
+  }
+}
+
+// The first row of the picture that a tile takes. The engines write the rows of a tile bottom up
+// under the same option.
+i32 Decoder::rowOf(const Rect& tile, const Rect& picture) const {
+  const i32 y = tile.y0 - picture.y0;
+  return options.bitmap != 0 ? picture.height() - tile.height() - y : y;
+}
+
+i32 Decoder::decodeTile(i32 number, const Rect& picture) {
+  logger.writeStamped("  - Tile #%u", static_cast<u32>(number));
+  if (!isDecodable(number)) {
     logger.writeMore(" => Skipped.");
     return WBX_OK;
   }
-  const Tile& tile = *tileTable.find(index);
+  const Tile& tile = *index.tileTable.find(number);
   const Rect reduced = reduceRect(tile.rect, options.res_level);
   const i32 x = reduced.x0 - picture.x0;
-  i32 y = reduced.y0 - picture.y0;
+  const i32 y = reduced.y0 - picture.y0;
   logger.writeMore(" -> Active. Offset=%ux%u, Size=%ux%u Decoding...", static_cast<u32>(x),
                    static_cast<u32>(y), u32{tile.rect.width()}, u32{tile.rect.height()});
   if (x >= picture.width() || y >= picture.height()) {
@@ -122,10 +158,9 @@ i32 Decoder::decodeTile(i32 index, const Rect& picture) {
   }
 
   logger.writeStamped("== TILE: Decoding... ====================");
-  // The engines write the rows of a tile bottom up under the same option.
-  if (options.bitmap != 0) y = picture.height() - reduced.height() - y;
-  const i32 code =
-      image.bytesPerSample < 2 ? runEngine(engine8, tile, x, y) : runEngine(engine16, tile, x, y);
+  const i32 row = rowOf(reduced, picture);
+  const i32 code = index.image.bytesPerSample < 2 ? aim(engine8, tile, x, row).decodeTile(tile)
+                                                  : aim(engine16, tile, x, row).decodeTile(tile);
   if (code != WBX_OK) return code;
   logger.writeStamped("== TILE: Decoding Finished. =============");
   return WBX_OK;
@@ -137,6 +172,12 @@ i32 Decoder::decodeTiles() {
   const Rect picture = pictureAt(options.res_level);
   settleOptions();
 
+  if (mayLackComponents()) {
+    // Before any tile is decoded, since the samples of one can reach into the next.
+    const TileTable& tiles = index.tileTable;
+    for (i32 i = tiles.nextRecord(0); i < tileCount(); i = tiles.nextRecord(i + 1))
+      clearAbsent(i, picture);
+  }
   for (i32 i = nextTile(0); i < tileCount(); i = nextTile(i + 1)) {
     if (cancelled.load(std::memory_order_relaxed)) break;
     const i32 code = decodeTile(i, picture);

@@ -2,8 +2,8 @@
 
 #include <new>
 
-#include "api/memory.h"
 #include "api/slave_list.h"
+#include "base/memory.h"
 
 namespace wbx {
 
@@ -23,10 +23,16 @@ Decoder::Decoder(Source source) : stream(&customStream) {
   if (source == Source::kMemory) stream = &memoryStream;
 }
 
+i32 Decoder::readIndex() {
+  const i32 code = index.parseHeaders(*stream, cancelled);
+  decodeRegion = index.image.image;
+  return code;
+}
+
 Decoder::~Decoder() {
   engine8.freePlane();
   engine16.freePlane();
-  tileTable = {};
+  index.tileTable = {};
   outputPlan = {};
   stream->close();
   arena.freeAll();

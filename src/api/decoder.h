@@ -3,18 +3,14 @@
 
 #include <atomic>
 
-#include "api/arena.h"
-#include "api/options.h"
-#include "api/types.h"
+#include "base/arena.h"
+#include "base/types.h"
+#include "engine/decode_options.h"
 #include "engine/tile_engine.h"
-#include "parse/coding_style.h"
-#include "parse/image_header.h"
-#include "parse/marker.h"
-#include "parse/metadata.h"
+#include "parse/image_index.h"
 #include "stream/stream.h"
 #include "tier1/block_decoder.h"
-#include "tier2/packet_bit_reader.h"
-#include "tier2/tile_table.h"
+#include "tier1/group_decoder.h"
 
 namespace wbx {
 
@@ -32,7 +28,7 @@ struct OutputPlan {
 enum class Source { kFile, kMemory, kCustom };
 
 // Holds by value everything that does not grow with the image; the rest is its Arena's. For one
-// thread at a time, except for `cancelled`.
+// thread at a time, except for the two flags.
 struct Decoder {
   // Null when memory runs out.
   [[nodiscard]] static Decoder* create(Source source);
@@ -43,16 +39,11 @@ struct Decoder {
   Decoder& operator=(const Decoder&) = delete;
 
   std::atomic<bool> cancelled{false};  // read and stored relaxed
+  std::atomic<bool> busy{false};       // a call has hold of the object
   Arena arena{46000};
-  ImageHeader image;
-  MetadataStore metadata{arena};
-  CodingStyle mainCoding;
+  ImageIndex index{arena};
   Rect decodeRegion;  // bounding rectangle of the selected tiles at full resolution
-  TileTable tileTable;
-  i32 currentTile = 0;  // index of the tile that the last SOT named
   DecodeOptions options;
-  bool chromaSubsampled = false;
-  PacketBitReader packetBits;
   BlockDecoder blockDecoder{arena};
   GroupDecoder groupDecoder{arena};
   TileEngine8 engine8;
@@ -63,16 +54,9 @@ struct Decoder {
   FileStream fileStream;
   MemoryStream memoryStream;
   CustomStream customStream;
-  MarkerState marker;
 
-  // src/parse: the one pass of an open. Each returns 0 or an error code.
-  [[nodiscard]] i32 parseHeaders();
-  [[nodiscard]] i32 handleMarker(CodingStyle& style);
-  [[nodiscard]] i32 parseCodingMarker(CodingStyle& style);
-  [[nodiscard]] i32 parseSIZ();
-  [[nodiscard]] i32 checkCompliance(const CodingStyle& codingStyle);
-  [[nodiscard]] i32 parseSOT(i32 length);
-  [[nodiscard]] i32 parseSOD();
+  // The one pass of an open. Returns 0 or an error code.
+  [[nodiscard]] i32 readIndex();
 
   // Decode driver. planOutput returns 0, 2, 11 or 12; decodeTiles 0, 6 or an engine's code.
   [[nodiscard]] i32 planOutput(void** buffer, u32* size, u32* pitch);
@@ -87,15 +71,19 @@ struct Decoder {
   ~Decoder();
 
   // More tiles than 2^24 do not open.
-  [[nodiscard]] i32 tileCount() const { return static_cast<i32>(tileTable.total()); }
+  [[nodiscard]] i32 tileCount() const { return static_cast<i32>(index.tileTable.total()); }
   // The rectangle of the picture at a level: that of the selected tiles, reduced.
   [[nodiscard]] Rect pictureAt(i32 level) const;
   [[nodiscard]] i32 nextTile(i32 from) const;
-  [[nodiscard]] bool isDecodable(i32 tile) const;
+  [[nodiscard]] bool isDecodable(i32 number) const;
   void settleOptions();
-  [[nodiscard]] i32 decodeTile(i32 index, const Rect& picture);
+  [[nodiscard]] i32 decodeTile(i32 number, const Rect& picture);
+  [[nodiscard]] i32 rowOf(const Rect& tile, const Rect& picture) const;
+  [[nodiscard]] bool mayLackComponents() const;
+  void clearAbsent(i32 number, const Rect& picture);
+  // Tells the engine where a tile goes.
   template <class Engine>
-  [[nodiscard]] i32 runEngine(Engine& engine, const Tile& tile, i32 x, i32 y);
+  [[nodiscard]] Engine& aim(Engine& engine, const Tile& tile, i32 x, i32 y);
 };
 
 }  // namespace wbx

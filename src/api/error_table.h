@@ -1,7 +1,7 @@
 // ErrorTable: the texts of the error codes.
 #pragma once
 
-#include "api/types.h"
+#include "base/types.h"
 
 namespace wbx {
 

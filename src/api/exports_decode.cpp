@@ -2,6 +2,7 @@
 #include "wbx.h"
 
 #include "api/call_frame.h"
+#include "api/options.h"
 
 using namespace wbx;
 
@@ -35,12 +36,12 @@ int32_t WBX_Decode(WBX_Handle handle, void** buffer, uint32_t* size, const char*
                    uint32_t* pitch) {
   logDecodeCall(buffer, options);
   if (handle == nullptr || buffer == nullptr || size == nullptr) return report(WBX_ERROR_ARGUMENT);
-  i32 code = testHandle(handle);
-  if (code != WBX_OK) return report(code);
+  const Hold hold(handle);
+  if (hold.code() != WBX_OK) return report(hold.code());
 
-  code = FaultGuard::work([&] {
+  const i32 code = FaultGuard::work([&] {
     Decoder& decoder = decoderOf(handle);
-    i32 result = decoder.options.parseOptions(options, false, false);
+    i32 result = parseOptions(decoder.options, options, false, false);
     if (result == WBX_OK) result = decoder.planOutput(buffer, size, pitch);
     if (result == WBX_OK) result = decoder.decodeTiles();
     return result;
@@ -71,6 +72,7 @@ WBX_Handle WBX_EasyDecode(const char* path, void** buffer, uint32_t* width, uint
   if (handle == nullptr) return nullptr;
   if (decodeWhole(handle, buffer, width, height, components, options) != WBX_OK) {
     WBX_Close(handle);
+    (void)FaultGuard::probe([&] { *buffer = nullptr; });  // what it led to is gone
     return nullptr;
   }
   return handle;

@@ -8,10 +8,10 @@ using namespace wbx;
 namespace {
 
 // Builds a Decoder, has `setUp` point its stream at the source, and reads all headers. After a
-// fault the half-built object is abandoned: nobody knows what of it can still be destroyed.
+// fault the half-built object is abandoned: nobody knows what of it can still be destroyed. But the
+// source is told the end.
 template <class SetUp>
-WBX_Handle openImage(Source source, SetUp setUp) {
-  Decoder* decoder = Decoder::create(source);
+WBX_Handle openImage(Decoder* decoder, SetUp setUp) {
   if (decoder == nullptr) {
     report(WBX_ERROR_MEMORY);
     return nullptr;
@@ -19,10 +19,13 @@ WBX_Handle openImage(Source source, SetUp setUp) {
   const i32 code = FaultGuard::work([&] {
     decoder->stream->close();
     i32 result = setUp(*decoder);
-    if (result == WBX_OK) result = decoder->parseHeaders();
+    if (result == WBX_OK) result = decoder->readIndex();
     if (result != WBX_OK) Decoder::destroy(decoder);
     return result;
   });
+  if (code == WBX_ERROR_INTERNAL) {
+    (void)FaultGuard::workSilently([&] { decoder->stream->close(); });
+  }
   if (code != WBX_OK) {
     report(code);
     return nullptr;
@@ -46,7 +49,7 @@ WBX_Handle WBX_OpenFile(const char* path) {
   if (logger.active()) {
     logger.writeStamped("API call: WBX_OpenFile(\"%s\")", CallerText(path).get());
   }
-  return openImage(Source::kFile, [&](Decoder& decoder) {
+  return openImage(Decoder::create(Source::kFile), [&](Decoder& decoder) {
     return decoder.fileStream.open(path) ? WBX_OK : WBX_ERROR_OPEN;
   });
 }
@@ -54,7 +57,7 @@ WBX_Handle WBX_OpenFile(const char* path) {
 WBX_Handle WBX_OpenMemory(const void* data, int32_t size) {
   logger.writeStamped("API call: WBX_OpenMemory(%p,%d)", data, size);
   if (data == nullptr || size < 1) return refuseArgument();
-  return openImage(Source::kMemory, [&](Decoder& decoder) {
+  return openImage(Decoder::create(Source::kMemory), [&](Decoder& decoder) {
     decoder.memoryStream.open(data, static_cast<u32>(size));
     return WBX_OK;
   });
@@ -66,7 +69,11 @@ WBX_Handle WBX_OpenCustom(void* user, const CustomCallbacks* callbacks) {
   CustomCallbacks copy = {};
   const i32 code = FaultGuard::probe([&] { copy = *callbacks; });
   if (code != WBX_OK || copy.read == nullptr) return refuseArgument();
-  return openImage(Source::kCustom, [&](Decoder& decoder) {
+  Decoder* created = Decoder::create(Source::kCustom);
+  if (created == nullptr && copy.close != nullptr) {
+    (void)FaultGuard::workSilently([&] { copy.close(user); });
+  }
+  return openImage(created, [&](Decoder& decoder) {
     decoder.customStream.open(user, copy);
     return WBX_OK;
   });
@@ -75,7 +82,7 @@ WBX_Handle WBX_OpenCustom(void* user, const CustomCallbacks* callbacks) {
 int32_t WBX_Close(WBX_Handle handle) {
   logger.writeStamped("API call: WBX_Close(%p)", static_cast<void*>(handle));
   if (handle == nullptr) return report(WBX_ERROR_ARGUMENT);
-  const i32 code = setCancelled(handle);
+  const i32 code = seize(handle);
   if (code != WBX_OK) return report(code);
   return finish(FaultGuard::work([&] { Decoder::destroy(&decoderOf(handle)); }));
 }

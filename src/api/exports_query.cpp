@@ -2,22 +2,23 @@
 #include "wbx.h"
 
 #include "api/call_frame.h"
+#include "api/options.h"
 
 using namespace wbx;
 
 namespace {
 
 void fillInfo(const Decoder& decoder, WBX_ImageInfoEx& info) {
-  const bool inBoxes = decoder.metadata.isJP2() || decoder.metadata.isJPX();
-  const bool reversible = decoder.mainCoding.kernel == kKernel53;
+  const bool inBoxes = decoder.index.metadata.isJP2 || decoder.index.metadata.isJPX;
+  const bool reversible = decoder.index.mainCoding.kernel == kKernel53;
   info.version = WBX_VERSION;
-  info.width = decoder.image.image.width();
-  info.height = decoder.image.image.height();
-  info.components = decoder.image.components;
+  info.width = decoder.index.image.image.width();
+  info.height = decoder.index.image.image.height();
+  info.components = decoder.index.image.components;
   info.flags = (inBoxes ? u32{WBX_INFO_JP2} : 0) | (reversible ? u32{WBX_INFO_REVERSIBLE} : 0);
-  info.tilesAcross = static_cast<u32>(decoder.tileTable.across());
-  info.tilesDown = static_cast<u32>(decoder.tileTable.down());
-  info.precision = static_cast<u32>(decoder.image.maxPrecision);
+  info.tilesAcross = static_cast<u32>(decoder.index.tileTable.across());
+  info.tilesDown = static_cast<u32>(decoder.index.tileTable.down());
+  info.precision = static_cast<u32>(decoder.index.image.maxPrecision);
 }
 
 // Returns 10 for a level beyond the last, with the size of the last stored.
@@ -35,25 +36,22 @@ i32 storeDimensions(const Decoder& decoder, i32 level, u32* width, u32* height) 
 int32_t WBX_GetInfo(WBX_Handle handle, uint32_t* width, uint32_t* height, uint32_t* components) {
   logger.writeStamped("API call: WBX_GetInfo()");
   if (handle == nullptr) return report(WBX_ERROR_ARGUMENT);
+  const Hold hold(handle);
+  if (hold.code() != WBX_OK) return report(hold.code());
   return finish(FaultGuard::probe([&] {
-    const i32 code = readMagic(handle);
-    if (code != WBX_OK) return code;
-    const ImageHeader& image = decoderOf(handle).image;
+    const ImageHeader& image = decoderOf(handle).index.image;
     if (width != nullptr) *width = image.image.width();
     if (height != nullptr) *height = image.image.height();
     if (components != nullptr) *components = image.components;
-    return code;
   }));
 }
 
 int32_t WBX_GetInfoEx(WBX_Handle handle, WBX_ImageInfoEx* info) {
   logger.writeStamped("API call: WBX_GetInfoEx()");
   if (handle == nullptr || info == nullptr) return report(WBX_ERROR_ARGUMENT);
-  return finish(FaultGuard::probe([&] {
-    const i32 code = readMagic(handle);
-    if (code == WBX_OK) fillInfo(decoderOf(handle), *info);
-    return code;
-  }));
+  const Hold hold(handle);
+  if (hold.code() != WBX_OK) return report(hold.code());
+  return finish(FaultGuard::probe([&] { fillInfo(decoderOf(handle), *info); }));
 }
 
 int32_t WBX_GetMetaData(WBX_Handle handle, int32_t* index, uint32_t* kind, const void** data,
@@ -63,12 +61,12 @@ int32_t WBX_GetMetaData(WBX_Handle handle, int32_t* index, uint32_t* kind, const
       length == nullptr) {
     return report(WBX_ERROR_ARGUMENT);
   }
-  const i32 code = testHandle(handle);
-  if (code != WBX_OK) return report(code);
+  const Hold hold(handle);
+  if (hold.code() != WBX_OK) return report(hold.code());
   return finish(FaultGuard::work([&] {
     const i32 wanted = *index;
     *data = nullptr;
-    const MetadataEntry* entry = decoderOf(handle).metadata.entry(wanted);
+    const MetadataEntry* entry = decoderOf(handle).index.metadata.entry(wanted);
     if (entry != nullptr) {
       *kind = static_cast<u32>(entry->kind);
       *data = entry->data;
@@ -81,10 +79,10 @@ int32_t WBX_GetMetaData(WBX_Handle handle, int32_t* index, uint32_t* kind, const
 int32_t WBX_GetResolutions(WBX_Handle handle, int32_t* count) {
   logger.writeStamped("API call: WBX_GetResolutions()");
   if (handle == nullptr || count == nullptr) return report(WBX_ERROR_ARGUMENT);
-  i32 code = testHandle(handle);
-  if (code != WBX_OK) return report(code);
+  const Hold hold(handle);
+  if (hold.code() != WBX_OK) return report(hold.code());
   i32 found = 0;
-  code = FaultGuard::work([&] { found = decoderOf(handle).resolutionCount(); });
+  const i32 code = FaultGuard::work([&] { found = decoderOf(handle).resolutionCount(); });
   if (code != WBX_OK) return report(code);
   return finish(FaultGuard::probe([&] { *count = found; }));
 }
@@ -93,8 +91,8 @@ int32_t WBX_GetResolutionDimensions(WBX_Handle handle, int32_t level, uint32_t* 
                                     uint32_t* height) {
   logger.writeStamped("API call: WBX_GetResolutionDimensions()");
   if (handle == nullptr || width == nullptr || height == nullptr) return report(WBX_ERROR_ARGUMENT);
-  const i32 code = testHandle(handle);
-  if (code != WBX_OK) return report(code);
+  const Hold hold(handle);
+  if (hold.code() != WBX_OK) return report(hold.code());
   return finish(
       FaultGuard::work([&] { return storeDimensions(decoderOf(handle), level, width, height); }));
 }
@@ -104,7 +102,7 @@ int32_t WBX_GetResolutionDimensionsByStr(WBX_Handle handle, const char* options,
   DecodeOptions parsed;
   const i32 code = FaultGuard::probe([&] {
     // Only the level counts, and what is unknown here the decode itself will report.
-    (void)parsed.parseOptions(options, true, true);
+    (void)parseOptions(parsed, options, true, true);
   });
   if (code != WBX_OK) return report(code);
   return WBX_GetResolutionDimensions(handle, parsed.res_level, width, height);
@@ -113,8 +111,8 @@ int32_t WBX_GetResolutionDimensionsByStr(WBX_Handle handle, const char* options,
 int32_t WBX_SelectTiles(WBX_Handle handle, int32_t first, int32_t last, int32_t state) {
   logger.writeStamped("API call: WBX_SelectTiles(%d,%d,%d)", first, last, state);
   if (handle == nullptr) return report(WBX_ERROR_ARGUMENT);
-  const i32 code = testHandle(handle);
-  if (code != WBX_OK) return report(code);
+  const Hold hold(handle);
+  if (hold.code() != WBX_OK) return report(hold.code());
   return finish(
       FaultGuard::work([&] { return decoderOf(handle).selectTiles(first, last, state != 0); }));
 }

@@ -5,7 +5,7 @@
 
 #include "api/call_frame.h"
 #include "api/error_table.h"
-#include "api/platform.h"
+#include "base/platform.h"
 
 using namespace wbx;
 
@@ -42,7 +42,7 @@ const char* WBX_getLastErrorStr(void) {
 void WBX_getErrorStrVB(int32_t code, char* text) {
   const char* found = errorText(code);
   logger.writeStamped("API call: WBX_getErrorStrVB(%d) => \"%s\".", code, found);
-  std::strcpy(text, found);
+  if (text != nullptr) (void)FaultGuard::probe([&] { std::strcpy(text, found); });
 }
 
 int32_t WBX_StartLogging(uint32_t, int32_t append) {

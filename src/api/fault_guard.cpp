@@ -1,12 +1,8 @@
 #include "api/fault_guard.h"
 
-#if defined(__GLIBCXX__)
-#include <cxxabi.h>
-#endif
-
-#include "api/fault_numbers.h"
-#include "api/logger.h"
-#include "api/platform.h"
+#include "base/fault_numbers.h"
+#include "base/logger.h"
+#include "base/platform.h"
 
 namespace wbx {
 
@@ -40,25 +36,11 @@ struct Trial {
   i32 (*call)(void*);
   void* argument;
   i32 code;
-  bool threw;
 };
 
-// The exception of a forced unwinding has no object, which the sanitizer takes for a null
-// reference.
-#if defined(__GNUC__)
-__attribute__((no_sanitize("undefined")))
-#endif
 void runTrial(void* argument) {
   Trial& trial = *static_cast<Trial*>(argument);
-  try {
-    trial.code = trial.call(trial.argument);
-#if defined(__GLIBCXX__)
-  } catch (abi::__forced_unwind&) {
-    throw;  // a thread that is cancelled inside a caller's callback has to unwind to its end
-#endif
-  } catch (...) {
-    trial.threw = true;
-  }
+  trial.code = trial.call(trial.argument);
 }
 
 }  // namespace
@@ -71,9 +53,8 @@ const char* faultName(u32 number) {
 }
 
 i32 FaultGuard::runCall(Level level, i32 (*call)(void*), void* argument) {
-  Trial trial = {call, argument, WBX_OK, false};
-  u32 fault = trapFaults(&runTrial, &trial);
-  if (trial.threw) fault = kFaultLanguageException;
+  Trial trial = {call, argument, WBX_OK};
+  const u32 fault = trapFaults(&runTrial, &trial);
   if (fault == 0) return trial.code;
 
   if (level == Level::kProbe) return WBX_ERROR_ARGUMENT;

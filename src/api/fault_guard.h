@@ -5,7 +5,7 @@
 
 #include "wbx.h"
 
-#include "api/types.h"
+#include "base/types.h"
 
 namespace wbx {
 

@@ -2,25 +2,33 @@
 
 #include "wbx.h"
 
-#include "api/logger.h"
-#include "api/platform.h"
 #include "api/slave_list.h"
+#include "base/logger.h"
+#include "base/platform.h"
 
 namespace wbx {
 
-constinit u8 libraryReady = 0;
-constinit u8 loggerReady = 0;
-constinit u8 slaveListReady = 0;
+constinit bool libraryReady = false;
 
 namespace {
 
-// Loading the library constructs this object, unloading it or the end of the process destroys it.
-struct LoadNotice {
-  LoadNotice() { startLibrary(); }
-  ~LoadNotice() { shutDownLibrary(); }
-};
+// The locks of the library, the outer one first: none of them is held by a thread that a forked
+// child lacks.
+void takeLocks() {
+  slaveList.lock();
+  logger.lock();
+}
+void releaseLocks() {
+  logger.unlock();
+  slaveList.unlock();
+}
 
-const LoadNotice loadNotice;
+// Once in a process, however often the library starts.
+void prepareForForks() {
+  static constinit bool prepared = false;
+  if (!prepared) callAroundForks(&takeLocks, &releaseLocks);
+  prepared = true;
+}
 
 }  // namespace
 
@@ -28,21 +36,24 @@ const LoadNotice loadNotice;
 // included, so that a start has nothing to build. An image that an application still holds open
 // after a shutdown thus finds them as usable as before.
 void startLibrary() {
-  if (libraryReady != 0) return;
-  loggerReady = 1;
-  libraryReady = 1;
-  slaveListReady = 1;
+  if (libraryReady) return;
+  libraryReady = true;
+  prepareForForks();
   installFaultTraps();
 }
 
 void shutDownLibrary() {
-  if (libraryReady == 0) return;
+  if (!libraryReady) return;
   logger.stop();
-  loggerReady = 0;
-  libraryReady = 0;
+  libraryReady = false;
   removeFaultTraps();
-  if (slaveListReady != 0) slaveList.clear();
-  slaveListReady = 0;
+  slaveList.clear();
+}
+
+void abandonLibrary() {
+  if (!libraryReady) return;
+  logger.stopAsLastThread();
+  libraryReady = false;
 }
 
 }  // namespace wbx

@@ -4,7 +4,7 @@
 
 #include "wbx.h"
 
-#include "api/logger.h"
+#include "base/logger.h"
 
 namespace wbx {
 
@@ -146,15 +146,8 @@ void logOption(const DecodeOptions& options, Option option) {
 
 }  // namespace
 
-void DecodeOptions::restoreDefaults() {
-  DecodeOptions defaults;
-  defaults.colourSpace = colourSpace;
-  defaults.bgrOutput = bgrOutput;
-  *this = defaults;
-}
-
-i32 DecodeOptions::parseOptions(const char* text, bool keep, bool quiet) {
-  if (!keep) restoreDefaults();
+i32 parseOptions(DecodeOptions& options, const char* text, bool keep, bool quiet) {
+  if (!keep) options = {};
   if (text == nullptr || *text == '\0') return WBX_OK;
 
   while (text != nullptr) {
@@ -163,12 +156,12 @@ i32 DecodeOptions::parseOptions(const char* text, bool keep, bool quiet) {
     const Keyword* keyword = findKeyword(text);
     if (keyword == nullptr) return WBX_ERROR_OPTION;
     const size_t length = std::strlen(keyword->text);
-    store(*this, keyword->option, text + length, valueAfter(text, length));
-    if (!quiet) logOption(*this, keyword->option);
+    store(options, keyword->option, text + length, valueAfter(text, length));
+    if (!quiet) logOption(options, keyword->option);
     text = std::strchr(text, ',');
   }
-  if (comp_order[0] == 'R' && comp_order[1] == 'G') rgbOrder = 1;
-  if (comp_order[0] == '\0') std::memcpy(comp_order, "BGR0", sizeof comp_order);
+  if (options.comp_order[0] == 'R' && options.comp_order[1] == 'G') options.rgbOrder = 1;
+  if (options.comp_order[0] == '\0') std::memcpy(options.comp_order, "BGR0", 5);
   return WBX_OK;
 }
 

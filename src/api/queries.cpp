@@ -8,13 +8,14 @@
 namespace wbx {
 
 i32 Decoder::resolutionCount() const {
-  if (!tileTable.anySelected()) return 1;
+  if (!index.tileTable.anySelected()) return 1;
   // A tile without a record never met a coding style and limits nothing.
   constexpr i32 kUnlimited = 255;
   i32 smallest = kUnlimited;
-  for (i32 i = tileTable.nextRecord(0); i < tileCount(); i = tileTable.nextRecord(i + 1)) {
-    if (!tileTable.isSelected(i)) continue;
-    smallest = std::min(smallest, tileTable.find(i)->style.smallestResolutions());
+  for (i32 i = index.tileTable.nextRecord(0); i < tileCount();
+       i = index.tileTable.nextRecord(i + 1)) {
+    if (!index.tileTable.isSelected(i)) continue;
+    smallest = std::min(smallest, index.tileTable.find(i)->style.smallestResolutions());
   }
   return smallest;
 }
@@ -29,8 +30,8 @@ i32 Decoder::selectTiles(i32 first, i32 last, bool state) {
   const i32 code = last >= total ? WBX_ERROR_TILE : WBX_OK;
   last = std::min(last, total - 1);
 
-  tileTable.select(first, last, state);
-  if (tileTable.anySelected()) decodeRegion = tileTable.selectedBounds();
+  index.tileTable.select(first, last, state);
+  if (index.tileTable.anySelected()) decodeRegion = index.tileTable.selectedBounds();
   return code;
 }
 

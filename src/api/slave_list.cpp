@@ -1,7 +1,9 @@
 #include "api/slave_list.h"
 
-#include "api/logger.h"
-#include "api/memory.h"
+#include <mutex>
+
+#include "base/logger.h"
+#include "base/memory.h"
 
 namespace wbx {
 
@@ -20,46 +22,39 @@ constinit Immortal immortal;
 
 constinit SlaveList& slaveList = immortal.list;
 
-SlaveList::Node* SlaveList::obtainNode(bool* isNew) {
-  *isNew = false;
-  for (Node* node = firstNode_; node != nullptr; node = node->next) {
-    if (node->buffer == nullptr) return node;
-  }
-  Node* node = nodePool_.allocateArray<Node>(1);
-  if (node == nullptr) return nullptr;
-  *node = {};
-  *isNew = true;
+SlaveList::Node* SlaveList::obtainNode() {
+  Node* node = firstFree_;
+  if (node == nullptr) return nodePool_.allocateArray<Node>(1);
+  firstFree_ = node->next;
   return node;
-}
-
-void SlaveList::append(Node* node) {
-  (lastNode_ != nullptr ? lastNode_->next : firstNode_) = node;
-  lastNode_ = node;
 }
 
 void* SlaveList::buy(size_t size, const void* owner) {
   const std::lock_guard hold(lock_);
-  bool isNew = false;
-  Node* node = obtainNode(&isNew);
+  Node* node = obtainNode();
   if (node == nullptr) return nullptr;
   void* memory = allocateMemory(size, true);
+  Node*& list = memory != nullptr ? firstNode_ : firstFree_;
+  *node = {memory, owner, list};
+  list = node;
   if (memory == nullptr) return nullptr;
-
-  node->buffer = memory;
-  node->owner = owner;
   logger.writeStamped("ST: Slave bought: %p, (%p) for %p", static_cast<void*>(node), memory, owner);
-  if (isNew) append(node);
   return memory;
 }
 
 void SlaveList::release(const void* owner) {
   if (owner == nullptr) return;
   const std::lock_guard hold(lock_);
-  for (Node* node = firstNode_; node != nullptr; node = node->next) {
-    if (node->buffer == nullptr || node->owner != owner) continue;
+  for (Node** link = &firstNode_; *link != nullptr;) {
+    Node* node = *link;
+    if (node->owner != owner) {
+      link = &node->next;
+      continue;
+    }
     freeMemory(node->buffer);
-    node->buffer = nullptr;
-    node->owner = nullptr;
+    *link = node->next;
+    *node = {nullptr, nullptr, firstFree_};
+    firstFree_ = node;
   }
 }
 
@@ -67,7 +62,7 @@ void SlaveList::clear() {
   const std::lock_guard hold(lock_);
   for (Node* node = firstNode_; node != nullptr; node = node->next) freeMemory(node->buffer);
   nodePool_.reset(kFirstBlockSize);
-  firstNode_ = lastNode_ = nullptr;
+  firstNode_ = firstFree_ = nullptr;
 }
 
 }  // namespace wbx

@@ -1,10 +1,9 @@
 // SlaveList: the output buffers that the library allocates on behalf of its decoders.
 #pragma once
 
-#include <mutex>
-
-#include "api/arena.h"
-#include "api/types.h"
+#include "base/arena.h"
+#include "base/lock.h"
+#include "base/types.h"
 
 namespace wbx {
 
@@ -19,8 +18,12 @@ class SlaveList {
   // Frees all buffers of all owners and returns to the first state.
   void clear();
 
+  // Keeps other threads out, for a fork.
+  void lock() { lock_.lock(); }
+  void unlock() { lock_.unlock(); }
+
  private:
-  // Never removed, but used again once its buffer is gone.
+  // In the list of buffers, or waiting in the list of free nodes to be used again.
   struct Node {
     void* buffer;
     const void* owner;
@@ -29,14 +32,13 @@ class SlaveList {
 
   static constexpr i32 kFirstBlockSize = 192;
 
-  // The first free node, or a new one that is not linked in yet; null when memory runs out.
-  [[nodiscard]] Node* obtainNode(bool* isNew);
-  void append(Node* node);
+  // Out of the list of free nodes, or a new one; null when memory runs out.
+  [[nodiscard]] Node* obtainNode();
 
   Arena nodePool_{kFirstBlockSize};
-  std::mutex lock_;
+  Lock lock_;
   Node* firstNode_ = nullptr;
-  Node* lastNode_ = nullptr;
+  Node* firstFree_ = nullptr;
 };
 
 extern SlaveList& slaveList;

@@ -1,7 +1,7 @@
 // The inner loops of the engines, chosen once for the processor at hand.
 #pragma once
 
-#include "api/types.h"
+#include "base/types.h"
 #include "tier1/group_passes.h"
 
 namespace wbx {

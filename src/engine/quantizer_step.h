@@ -1,7 +1,7 @@
 // The quantization step of a subband (T.800 E.1.1).
 #pragma once
 
-#include "api/types.h"
+#include "base/types.h"
 
 namespace wbx {
 

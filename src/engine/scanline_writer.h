@@ -1,13 +1,12 @@
 // ScanlineWriter: where finished rows of samples go.
 #pragma once
 
-#include "api/options.h"
-#include "api/types.h"
+#include "base/types.h"
+#include "engine/decode_options.h"
 
 namespace wbx {
 
-// The decode driver fills it for each tile, but for the sub-sampling steps, which the engine sets
-// for each component. The row writers of the engines (row_writer.h) work on it.
+// The decode driver fills it for each tile. RowWriter (row_writer.h) works on it.
 struct ScanlineWriter {
   i32 colourTransform = 0;  // the tile's mct; not 0: components 0, 1 and 2 go through its inverse
   i32 components = 0;       // of the tile
@@ -18,8 +17,6 @@ struct ScanlineWriter {
   i32 rowsLeft = 0;         // rows from origin to the picture's bottom edge
   i32 maxValue = 255;       // 16-bit samples: (1 << precision) - 1
   i32 levelShift = 128;     // 16-bit samples: 1 << (precision - 1)
-  i32 xStep = 1, yStep = 1;
-  const DecodeOptions* options = nullptr;
 };
 
 }  // namespace wbx

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "api/types.h"
+#include "base/types.h"
 #include "engine/working_plane.h"
 
 namespace wbx {
@@ -85,10 +85,11 @@ void liftRow(const PlanarRow<typename K::Lane>& row, typename K::Lane* scratch,
 //   Columns                      the vertical lifting of all columns, pair of rows by pair of rows
 //   halve(lane)                  what becomes of a sample that is alone at an odd coordinate
 // Finished rows go to the sink: target(y, slot) names where row y is to be stored, done(y, lanes)
-// is told that it is there. Before each pair of rows `cancelled` is asked.
+// is told that it is there. Before each pair of rows `cancelled` is asked; a lone sample is not
+// worth it.
 template <class K, class Sink, class Cancelled>
 void synthesise(const Level<typename K::Lane>& level, const Workspace<typename K::Lane>& space,
-                Sink& sink, const Cancelled& cancelled) {
+                Sink&& sink, const Cancelled& cancelled) {
   using Lane = typename K::Lane;
   const i32 w = level.width, h = level.height;
   if (w < 1 || h < 1) return;
@@ -99,7 +100,7 @@ void synthesise(const Level<typename K::Lane>& level, const Workspace<typename K
   };
 
   if (h == 1) {
-    if (cancelled()) return;
+    if (w > 1 && cancelled()) return;
     Lane* lifted = space.ring[0];
     if (w == 1) {
       lifted[0] = level.parityX ? K::halve(level.row(0)[0]) : level.row(0)[0];

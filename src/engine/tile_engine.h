@@ -2,10 +2,9 @@
 #pragma once
 
 #include <atomic>
-#include <optional>
 
-#include "api/options.h"
-#include "api/types.h"
+#include "base/types.h"
+#include "engine/decode_options.h"
 #include "engine/scanline_writer.h"
 #include "engine/working_plane.h"
 #include "tier1/block_decoder.h"
@@ -21,6 +20,8 @@ struct EngineContext {
   const DecodeOptions* options = nullptr;
   i32 components = 0;  // of the image
   const std::atomic<bool>* cancelFlag = nullptr;
+
+  [[nodiscard]] bool cancelled() const { return cancelFlag->load(std::memory_order_relaxed); }
 };
 
 // A component is taken all the way to output samples before the next one starts, in the order 2,
@@ -35,39 +36,14 @@ class TileEngine {
   // Needs a tile with a built tree. Returns 0, 2 when the working plane cannot be had, or the
   // block decoder's code. Decoding changes nothing in the tree.
   [[nodiscard]] i32 decodeTile(const Tile& tile);
+  // Clears what pixels of the tile are made of and none of its components brings.
+  void clearAbsent(const Tile& tile);
   void freePlane() { plane_.release(); }
 
  private:
-  template <class K>
-  [[nodiscard]] i32 decodeComponent(const Tile& tile, i32 index);
-  template <class K>
-  struct SubbandTarget;
-  template <class K>
-  [[nodiscard]] SubbandTarget<K> subbandTarget(const Tile& tile, i32 component, i32 resolution,
-                                               i32 place);
-  template <class K>
-  [[nodiscard]] i32 decodeBlocks(const Tile& tile, i32 component, i32 last);
-  template <class K, class Decode>
-  [[nodiscard]] i32 decodeSubband(const Resolution& resolution, const Subband& subband,
-                                  const SubbandTarget<K>& target, const Decode& decode);
-  template <class K>
-  [[nodiscard]] i32 decodeBlock(const CodeBlock& block, const Rect& rect, Stream& stream,
-                                const SubbandTarget<K>& target);
-  template <class K>
-  void writeUpscaledRows(i32 component, const Resolution& resolution, i32 index);
-  template <class K>
-  void writeLowestResolution(i32 component);
-  template <class K>
-  void writeRow(i32 component, i32 y, i32 height, const typename K::Lane* lanes, i32 count);
-
-  template <class K>
-  struct PlaneSink;
-  template <class K>
-  struct WriterSink;
-
-  [[nodiscard]] bool cancelled() const {
-    return context.cancelFlag->load(std::memory_order_relaxed);
-  }
+  // Calls the body with the decoder of each component in turn, until one returns a code.
+  template <class Body>
+  [[nodiscard]] i32 forEachComponent(const Tile& tile, const Body& body);
 
   WorkingPlane plane_;
 };

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "api/types.h"
+#include "base/types.h"
 #include "tier1/block_decoder.h"
 
 namespace wbx {
@@ -15,7 +15,7 @@ struct BandPlace {
   i64 rowPitch;  // lanes from one row of the band to the next
   Rect rect;     // the subband's rectangle
 
-  [[nodiscard]] Lane* at(u16 x, u16 y) const {
+  [[nodiscard]] Lane* at(i32 x, i32 y) const {
     return first + (y - rect.y0) * rowPitch + (x - rect.x0);
   }
 };
@@ -26,15 +26,17 @@ inline u32 reconstructionPoint(i32 lastPlane, i32 roiShift) {
   return roiShift == 0 && lastPlane > 0 ? u32{2} << lastPlane : 0;
 }
 
-// Moves the quads of a decoded block, of which stripes lie `stripePitch` values apart, to the place
-// whose first lane is `to`. `dequantize` makes the lanes of one stripe.
+// Moves a decoded block to its place. `dequantize` makes the lanes of one stripe.
 template <class Dequantizer, class Lane>
-void transferBlock(const u32* quads, i64 stripePitch, i32 width, i32 height, u32 midpoint,
-                   const Dequantizer& dequantize, Lane* to, i64 rowPitch) {
+void transferBlock(const DecodedBlock& block, u32 midpoint, const Dequantizer& dequantize,
+                   const BandPlace<Lane>& place) {
   Lane below[BlockDecoder::kMaxWidth];  // takes the rows of a stripe that the block does not have
-  for (i32 y = 0; y < height; y += 4, quads += stripePitch) {
+  const i32 width = block.rect.width(), height = block.rect.height();
+  Lane* to = place.at(block.rect.x0, block.rect.y0);
+  const u32* quads = block.quads;
+  for (i32 y = 0; y < height; y += 4, quads += block.stripePitch) {
     Lane* rows[4];
-    for (i32 k = 0; k < 4; ++k) rows[k] = y + k < height ? to + (y + k) * rowPitch : below;
+    for (i32 k = 0; k < 4; ++k) rows[k] = y + k < height ? to + (y + k) * place.rowPitch : below;
     dequantize(quads, width, midpoint, rows);
   }
 }

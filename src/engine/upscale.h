@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "api/types.h"
+#include "base/types.h"
 #include "engine/working_plane.h"
 
 namespace wbx {

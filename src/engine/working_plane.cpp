@@ -1,6 +1,6 @@
 #include "engine/working_plane.h"
 
-#include "api/memory.h"
+#include "base/memory.h"
 
 namespace wbx {
 

@@ -4,8 +4,8 @@
 #include <array>
 #include <type_traits>
 
-#include "api/types.h"
-#include "parse/coding_style.h"
+#include "base/types.h"
+#include "image/coding_style.h"
 #include "tier2/tile.h"
 
 namespace wbx {

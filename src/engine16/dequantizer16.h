@@ -1,10 +1,10 @@
 // Coefficients to 32-bit lanes.
 #pragma once
 
-#include "api/types.h"
+#include "base/types.h"
 #include "engine/kernels.h"
 #include "engine/quantizer_step.h"
-#include "parse/coding_style.h"
+#include "image/coding_style.h"
 
 namespace wbx {
 

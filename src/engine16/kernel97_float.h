@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <array>
 
-#include "api/types.h"
+#include "base/types.h"
 #include "engine/kernels.h"
 #include "engine/synthesis.h"
-#include "parse/coding_style.h"
+#include "image/coding_style.h"
 
 namespace wbx {
 

@@ -2,8 +2,9 @@
 #pragma once
 
 #include <algorithm>
+#include <cstring>
 
-#include "api/types.h"
+#include "base/types.h"
 #include "engine/kernels.h"
 #include "engine/row_writer.h"
 
@@ -13,72 +14,96 @@ namespace wbx {
 // of the 9-7 path have 6 fractional bits.
 struct ByteFormat {
   using Sample = u8;
+  using Parked = i16;
   static constexpr i32 kBytes = 1;
   static constexpr u32 kOpaque = 255;
   static constexpr bool kRepeatsGrey = true;
 
+  // Pixels that the last sample of a component of half width fills behind its own two.
+  template <class K>
+  static constexpr i32 kTail = K::kKernel == kKernel53 ? 2 : 0;
+
+  // The level shift of the 5-3 path does not wrap for such a component.
+  template <class K>
+  static void limitSpread(i16* lanes, i32 count) {
+    if (K::kKernel != kKernel53) return;
+    for (i32 i = 0; i < count; ++i) lanes[i] = std::min<i16>(lanes[i], 32767 - 128);
+  }
+
   static u8 get(const u8* pixel, i32 k) { return pixel[k]; }
   static void put(u8* pixel, i32 k, u32 value) { pixel[k] = static_cast<u8>(value); }
 
-  template <Kernel kernel>
-  static constexpr i32 tailPixels() {
-    return kernel == kKernel53 ? 3 : 1;
-  }
-
-  template <class Lane, Kernel kernel>
-  static u8 convertDoubled(const ScanlineWriter&, i16 v) {
-    if constexpr (kernel == kKernel53) return clamp(v + 128);  // no wrap at 16 bits here
-    u8 sample;
-    kernels().bytes97(&v, 1, &sample);
-    return sample;
-  }
-
-  template <class Lane, Kernel kernel>
-  static void storePlain(const ScanlineWriter&, const PixelRow& pixels, i32 channel,
-                         const i16* lanes, i32 count) {
-    const auto convert = kernel == kKernel53 ? kernels().bytes53 : kernels().bytes97;
-    if (pixels.pixelBytes == 1) {
-      convert(lanes, count, pixels.first);
-      return;
+  template <class K>
+  static void convert(const ScanlineWriter&, const i16* lanes, i32 count, u8* samples) {
+    if (K::kKernel == kKernel53) {
+      kernels().bytes53(lanes, count, samples);
+    } else {
+      kernels().bytes97(lanes, count, samples);
     }
-    forEachPiece(count, [&](i32 at, i32 size) {
-      u8 bytes[kPiece];
-      convert(lanes + at, size, bytes);
-      if (isWide(pixels)) {
-        kernels().storeInBytes(bytes, size, channel, pixels.at(at));
-        return;
-      }
-      u8* to = pixels.at(at) + channel;
-      for (i32 i = 0; i < size; ++i) to[i64{i} * pixels.pixelBytes] = bytes[i];
-    });
+  }
+
+  static void store(const u8* samples, i32 count, i32 channel, const Pixels& pixels) {
+    if (pixels.bytes == 1) {
+      std::memcpy(pixels.first, samples, static_cast<size_t>(count));
+    } else if (isWide(pixels.bytes)) {
+      kernels().storeInBytes(samples, count, channel, pixels.first);
+    } else {
+      for (i32 i = 0; i < count; ++i) pixels.at(i)[channel] = samples[i];
+    }
   }
 
   // A pixel of 4 bytes holds the lanes of components 1 and 2 as 16-bit values, any other one 12
   // bits of each: on the 9-7 path with 2 of the 6 fractional bits. The value stored last stands in
   // the low half, and component 2 comes before component 1.
-  template <class Lane, Kernel kernel>
-  static void park(const PixelRow& pixels, i32 component, const i16* lanes, i32 count) {
-    if (isWide(pixels)) {
-      kernels().parkInBytes(lanes, count, component - 1, pixels.first);
+  template <class K>
+  static const i16* parked(const ScanlineWriter& out, const i16* lanes, i32 count, i16* space) {
+    if (K::kKernel == kKernel53 || isWide(out.pixelBytes)) return lanes;
+    for (i32 i = 0; i < count; ++i) space[i] = static_cast<i16>(lanes[i] >> 4);
+    return space;
+  }
+
+  static void park(const i16* values, i32 count, i32 component, const Pixels& pixels) {
+    if (isWide(pixels.bytes)) {
+      kernels().parkInBytes(values, count, component - 1, pixels.first);
       return;
     }
     for (i32 i = 0; i < count; ++i) {
       u8* pixel = pixels.at(i);
-      const i32 value = kernel == kKernel53 ? lanes[i] : lanes[i] >> 4;
-      put24(pixel, (get24(pixel) << 12) | (static_cast<u32>(value) & 0xFFF));
+      put24(pixel, (get24(pixel) << 12) | (static_cast<u32>(values[i]) & 0xFFF));
     }
   }
 
-  static void finishReversible(const ScanlineWriter&, const PixelRow& pixels, const i16* lanes,
-                               i32 count) {
-    finish(pixels, lanes, count, kernels().colours53Bytes);
+  static void unpark(const Pixels& pixels, i32 count, i16* first, i16* second) {
+    if (isWide(pixels.bytes)) {
+      kernels().unparkBytes(pixels.first, count, first, second);
+      return;
+    }
+    for (i32 i = 0; i < count; ++i) {
+      const u32 both = get24(pixels.at(i));
+      first[i] = static_cast<i16>(static_cast<i32>(both << 20) >> 20);
+      second[i] = static_cast<i16>(static_cast<i32>(both << 8) >> 20);
+    }
   }
 
-  // The two layouts round at different places.
-  static void finishIrreversible(const ScanlineWriter&, const PixelRow& pixels, const i16* lanes,
-                                 i32 count) {
-    finish(pixels, lanes, count,
-           isWide(pixels) ? kernels().colours97BytesWide : kernels().colours97BytesNarrow);
+  // The two layouts of the 9-7 path round at different places.
+  template <class K>
+  static void colours(const ScanlineWriter& out, const i16* lanes, const i16* first,
+                      const i16* second, i32 count, u8* red, u8* green, u8* blue) {
+    const auto transform = K::kKernel == kKernel53  ? kernels().colours53Bytes
+                           : isWide(out.pixelBytes) ? kernels().colours97BytesWide
+                                                    : kernels().colours97BytesNarrow;
+    transform(lanes, first, second, count, red, green, blue);
+  }
+
+  static void join(const u8* red, const u8* green, const u8* blue, i32 count,
+                   const Pixels& pixels) {
+    if (isWide(pixels.bytes)) {
+      kernels().joinBytes(red, green, blue, count, pixels.first);
+      return;
+    }
+    for (i32 i = 0; i < count; ++i) {
+      put24(pixels.at(i), static_cast<u32>(blue[i] | (green[i] << 8) | (red[i] << 16)));
+    }
   }
 
   static bool convertsYcc(const DecodeOptions& options) { return !options.nomct; }
@@ -93,45 +118,14 @@ struct ByteFormat {
     if (out.pixelBytes == 4) pixel[3] = 0xFF;
   }
 
-  static bool fillsFourth(const ScanlineWriter& out) {
-    const char fourth = out.options->comp_order[3];
+  static bool fillsFourth(const ScanlineWriter& out, const DecodeOptions& options) {
+    const char fourth = options.comp_order[3];
     return out.pixelBytes == 4 && out.colourTransform == kMctNone &&
            (out.components == 3 || (out.components == 1 && (fourth == '\0' || fourth == '0')));
   }
 
  private:
-  static constexpr i32 kPiece = 512;  // pixels of a row in work at a time
-
-  static bool isWide(const PixelRow& pixels) { return pixels.pixelBytes == 4; }
-
-  template <class Body>
-  static void forEachPiece(i32 count, const Body& body) {
-    for (i32 at = 0; at < count; at += kPiece) body(at, std::min(kPiece, count - at));
-  }
-
-  template <class Colours>
-  static void finish(const PixelRow& pixels, const i16* lanes, i32 count, Colours colours) {
-    forEachPiece(count, [&](i32 at, i32 size) {
-      i16 first[kPiece] = {}, second[kPiece] = {};  // components 1 and 2
-      u8 red[kPiece], green[kPiece], blue[kPiece];
-      const PixelRow piece{pixels.at(at), pixels.pixelBytes, size};
-      if (isWide(pixels)) {
-        kernels().unparkBytes(piece.first, size, first, second);
-        colours(lanes + at, first, second, size, red, green, blue);
-        kernels().joinBytes(red, green, blue, size, piece.first);
-        return;
-      }
-      for (i32 i = 0; i < size; ++i) {
-        const u32 parked = get24(piece.at(i));
-        first[i] = static_cast<i16>(static_cast<i32>(parked << 20) >> 20);
-        second[i] = static_cast<i16>(static_cast<i32>(parked << 8) >> 20);
-      }
-      colours(lanes + at, first, second, size, red, green, blue);
-      for (i32 i = 0; i < size; ++i) {
-        put24(piece.at(i), static_cast<u32>(blue[i] | (green[i] << 8) | (red[i] << 16)));
-      }
-    });
-  }
+  static bool isWide(i32 pixelBytes) { return pixelBytes == 4; }
 
   static u8 clamp(i32 v) { return static_cast<u8>(std::clamp(v, 0, 255)); }
 

@@ -3,10 +3,10 @@
 
 #include <algorithm>
 
-#include "api/types.h"
+#include "base/types.h"
 #include "engine/kernels.h"
 #include "engine/synthesis.h"
-#include "parse/coding_style.h"
+#include "image/coding_style.h"
 
 namespace wbx {
 

@@ -1,7 +1,7 @@
 // Fields of marker segments and boxes, one value a call.
 #pragma once
 
-#include "api/types.h"
+#include "base/types.h"
 #include "stream/stream.h"
 
 namespace wbx {

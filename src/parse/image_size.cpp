@@ -3,9 +3,9 @@
 
 #include "wbx.h"
 
-#include "api/decoder.h"
-#include "api/logger.h"
+#include "base/logger.h"
 #include "parse/fields.h"
+#include "parse/image_index.h"
 
 namespace wbx {
 
@@ -136,7 +136,7 @@ i32 checkCoding(const CodingStyle& style) {
 
 }  // namespace
 
-i32 Decoder::parseSIZ() {
+i32 ImageIndex::parseSIZ() {
   stream->readU16(&image.caps);
   const GridFields fields = readGridFields(*stream);
   stream->readU16(&image.components);
@@ -151,7 +151,6 @@ i32 Decoder::parseSIZ() {
   logHeader(image);
   if (!geometryHolds(image)) return WBX_ERROR_CORRUPT;
 
-  decodeRegion = image.image;
   mainCoding.components = image.components;
   tileTable.layOut(image);
   const u32 total = static_cast<u32>(tileTable.total());
@@ -161,19 +160,15 @@ i32 Decoder::parseSIZ() {
   return tileTable.create(arena);
 }
 
-i32 Decoder::checkCompliance(const CodingStyle& codingStyle) {
+i32 ImageIndex::checkCompliance(const CodingStyle& style) {
   switch (marker.code) {
     case kSIZ:
       return checkComponents(image, chromaSubsampled);
     case kCOD:
-      if (chromaSubsampled && mainCoding.mct == kMctNone) {
-        // Sub-sampled chroma without a transform is taken for luminance and colour differences.
-        logger.writeStamped("NOTE: MCT overriden!");
-        mainCoding.mct = mainCoding.kernel != kKernel97 ? kMctReversible : kMctIrreversible;
-      }
-      return checkCoding(codingStyle);
+      overrideTransform();
+      return checkCoding(style);
     case kCOC:
-      return checkCoding(codingStyle);
+      return checkCoding(style);
     case kPOC:
       return WBX_ERROR_PROGRESSION_CHANGE;
     case kPPM:
@@ -182,6 +177,13 @@ i32 Decoder::checkCompliance(const CodingStyle& codingStyle) {
     default:
       return 0;
   }
+}
+
+// Sub-sampled chroma without a transform is taken for luminance and colour differences.
+void ImageIndex::overrideTransform() {
+  if (!chromaSubsampled || mainCoding.mct != kMctNone) return;
+  logger.writeStamped("NOTE: MCT overriden!");
+  mainCoding.mct = mainCoding.kernel != kKernel97 ? kMctReversible : kMctIrreversible;
 }
 
 }  // namespace wbx

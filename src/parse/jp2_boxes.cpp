@@ -1,14 +1,14 @@
-// The boxes around the codestream (T.800 I), walked in one flat row.
+#include "parse/jp2_boxes.h"
+
 #include <algorithm>
 #include <cstring>
 #include <iterator>
 
 #include "wbx.h"
 
-#include "api/logger.h"
+#include "base/logger.h"
 #include "parse/fields.h"
-#include "parse/metadata.h"
-#include "parse/text_preview.h"
+#include "parse/metadata_reader.h"
 
 namespace wbx {
 
@@ -74,10 +74,6 @@ bool readCompatibility(Stream& stream, u32 count) {
   return compatible;
 }
 
-i32 readOrFailed(const Stream& stream) {
-  return stream.isGood() ? WBX_OK : WBX_ERROR_READ;
-}
-
 i32 readSignature(Stream& stream) {
   const u16 length = takeU16(stream);
   const u32 type = takeU32(stream);
@@ -88,45 +84,68 @@ i32 readSignature(Stream& stream) {
   return matches ? WBX_OK : WBX_ERROR_NOT_PART1;
 }
 
-}  // namespace
+// A walk over boxes in one flat row. It holds the header of the box at hand.
+class BoxWalk {
+ public:
+  BoxWalk(Stream& stream, MetadataStore& store) : stream_(stream), store_(store) {}
 
-i32 MetadataStore::parseJP2(Stream& stream) {
-  logger.writeStamped(" Suspecting JP2...");
-  i32 code = readSignature(stream);
-  if (code != 0) return code;
-  logger.writeMore(" Confirmed.");
-  code = parseFileType(stream);
-  if (code != 0) return code;
-  logger.writeStamped(" Looking for 'jp2c'...");
-  return walkToCodestream(stream);
-}
+  [[nodiscard]] i32 parseFileType();
+  [[nodiscard]] i32 walkToCodestream();
+  [[nodiscard]] i32 walkToEnd();
 
-i32 MetadataStore::parseFileType(Stream& stream) {
-  const i32 code = readBoxHeader(stream);
+ private:
+  // How the walk goes on behind a box.
+  struct Step {
+    i32 code;
+    bool ended;
+  };
+
+  [[nodiscard]] i32 readBoxHeader();
+  [[nodiscard]] Step parseBox();
+  [[nodiscard]] Step stepOver();
+  [[nodiscard]] i32 parseColourSpec();
+  void readEnumeratedSpace();
+  [[nodiscard]] i32 storeProfile(ColourSpace space, const char* name);
+  [[nodiscard]] i32 parseChannelDefinition();
+  [[nodiscard]] i32 parseURL();
+  [[nodiscard]] i32 parseUUID();
+  [[nodiscard]] i32 storeUnknownUUID(const u8* uuid);
+  [[nodiscard]] i32 store(MetadataKind kind, i32 fieldsRead);
+  // The payload as a length to store: one of 2 gigabytes or more is negative and gets no memory.
+  [[nodiscard]] i32 storable() const { return static_cast<i32>(payload_); }
+  [[nodiscard]] i32 readOrFailed() const { return stream_.isGood() ? WBX_OK : WBX_ERROR_READ; }
+
+  Stream& stream_;
+  MetadataStore& store_;
+  u32 type_ = 0;
+  u32 payload_ = 0;  // bytes behind the header; it has wrapped for an LBox of 0
+};
+
+i32 BoxWalk::parseFileType() {
+  const i32 code = readBoxHeader();
   if (code != 0) return code;
   // A payload without room for the fixed fields wraps to a count that is refused as well.
-  const u32 compatible = (static_cast<u32>(current_.length) - kFileTypeFixedSize) / kCompatibleSize;
+  const u32 compatible = (payload_ - kFileTypeFixedSize) / kCompatibleSize;
   if (compatible > kMaxCompatible) return WBX_ERROR_CORRUPT;
 
-  const u32 brand = takeU32(stream);
-  static_cast<void>(takeU32(stream));  // minor version
-  isJP2_ = brand == kBrandJP2;
-  isJPX_ = brand == kBrandJPX;
-  if (isJPX_)
+  const u32 brand = takeU32(stream_);
+  static_cast<void>(takeU32(stream_));  // minor version
+  store_.isJP2 = brand == kBrandJP2;
+  store_.isJPX = brand == kBrandJPX;
+  if (store_.isJPX)
     logger.writeStamped(
         " ATTENTION! The file is actually JPX! Some features may not be supported.");
   if (!isKnownBrand(brand)) return WBX_ERROR_NOT_PART1;
-  return readCompatibility(stream, compatible) ? WBX_OK : WBX_ERROR_NOT_PART1;
+  return readCompatibility(stream_, compatible) ? WBX_OK : WBX_ERROR_NOT_PART1;
 }
 
-i32 MetadataStore::walkToCodestream(Stream& stream) {
+i32 BoxWalk::walkToCodestream() {
   bool colourRead = false;
   for (;;) {
-    beginEntry();
-    const i32 code = readBoxHeader(stream);
+    const i32 code = readBoxHeader();
     if (code != 0) return code;
-    if (!stream.isGood()) return WBX_ERROR_READ;
-    switch (boxType()) {
+    if (!stream_.isGood()) return WBX_ERROR_READ;
+    switch (type_) {
       case fourCC("jp2c"):
         logger.writeStamped(" Found.");
         return 0;
@@ -135,150 +154,167 @@ i32 MetadataStore::walkToCodestream(Stream& stream) {
       default:
         break;
     }
-    const bool isColour = boxType() == fourCC("colr") && !colourRead;
+    const bool isColour = type_ == fourCC("colr") && !colourRead;
     colourRead |= isColour;
-    const WalkStep step = isColour ? WalkStep{parseColourSpec(stream), false} : parseBox(stream);
+    const Step step = isColour ? Step{parseColourSpec(), false} : parseBox();
     if (step.code != 0 || step.ended) return step.code;
   }
 }
 
-i32 MetadataStore::parseTrailingBoxes(Stream& stream) {
-  if ((!isJP2_ && !isJPX_) || stream.isEof()) return 0;
+i32 BoxWalk::walkToEnd() {
   for (;;) {
-    beginEntry();
-    const i32 code = readBoxHeader(stream);
+    const i32 code = readBoxHeader();
     if (code != 0) return code;
-    if (stream.isEof()) return 0;
-    if (!stream.isGood()) return WBX_ERROR_READ;
-    const WalkStep step = parseBox(stream);
+    if (stream_.isEof()) return 0;
+    if (!stream_.isGood()) return WBX_ERROR_READ;
+    const Step step = parseBox();
     if (step.code != 0 || step.ended) return step.code;
   }
 }
 
-void MetadataStore::beginEntry() {
-  current_.data = nullptr;
-  current_.next = nullptr;
-}
-
-i32 MetadataStore::readBoxHeader(Stream& stream) {
-  const u32 length = takeU32(stream);
-  const u32 type = takeU32(stream);
-  current_.length = static_cast<i32>(length);
-  current_.kind = static_cast<i32>(type);
-  if (stream.isEof()) return 0;
+i32 BoxWalk::readBoxHeader() {
+  const u32 length = takeU32(stream_);
+  type_ = takeU32(stream_);
+  payload_ = length;
+  if (stream_.isEof()) return 0;
   if (logger.active()) {
-    const auto letter = [type](int shift) { return static_cast<int>(type >> shift & 0xFF); };
+    const auto letter = [this](int shift) { return static_cast<int>(type_ >> shift & 0xFF); };
     logger.writeStamped("[%c%c%c%c]: %u bytes", letter(24), letter(16), letter(8), letter(0),
                         length);
   }
   if (length == kLengthExtended) return WBX_ERROR_BOX;
   if (length != kLengthToEnd && length < kBoxHeaderSize) return WBX_ERROR_NOT_PART1;
-  current_.length = static_cast<i32>(length - kBoxHeaderSize);
+  payload_ = length - kBoxHeaderSize;
   return 0;
 }
 
 // The boxes that stand for the same on both sides of the codestream.
-MetadataStore::WalkStep MetadataStore::parseBox(Stream& stream) {
-  switch (boxType()) {
+BoxWalk::Step BoxWalk::parseBox() {
+  switch (type_) {
     case fourCC("cdef"):
-      return {parseChannelDefinition(stream), false};
+      return {parseChannelDefinition(), false};
     case fourCC("pclr"):
-      return {store(stream, kMetaPalette, current_.length), false};
+      return {store(kMetaPalette, 0), false};
     case fourCC("xml "):
-      return {store(stream, kMetaXml, current_.length), false};
+      return {store(kMetaXml, 0), false};
     case fourCC("url "):
-      return {parseURL(stream), false};
+      return {parseURL(), false};
     case fourCC("uuid"):
-      return {parseUUID(stream), false};
+      return {parseUUID(), false};
     default:
-      return stepOver(stream);
+      return stepOver();
   }
 }
 
-MetadataStore::WalkStep MetadataStore::stepOver(Stream& stream) const {
-  const u32 payload = static_cast<u32>(current_.length);
-  const u32 length = payload + kBoxHeaderSize;
-  if (payload == 0 || length == kLengthToEnd) return {WBX_OK, true};
-  if (length >= kLengthLimit || !skipBytes(stream, payload)) return {WBX_ERROR_BOX, true};
+BoxWalk::Step BoxWalk::stepOver() {
+  const u32 length = payload_ + kBoxHeaderSize;
+  if (payload_ == 0 || length == kLengthToEnd) return {WBX_OK, true};
+  if (length >= kLengthLimit || !skipBytes(stream_, payload_)) return {WBX_ERROR_BOX, true};
   return {WBX_OK, false};
 }
 
-i32 MetadataStore::parseColourSpec(Stream& stream) {
-  colourSpace_ = kColourNone;
-  const u8 method = takeU8(stream);
+i32 BoxWalk::parseColourSpec() {
+  store_.colourSpace = kColourNone;
+  const u8 method = takeU8(stream_);
   logger.writeStamped(" >> METHOD: %u", method);
-  static_cast<void>(takeU16(stream));  // PREC and APPROX
+  static_cast<void>(takeU16(stream_));  // PREC and APPROX
   i32 code = 0;
   switch (method) {
     case kMethodEnumerated:
-      readEnumeratedSpace(stream);
+      readEnumeratedSpace();
       break;
     case kMethodRestrictedIcc:
-      colourSpace_ = kColourRestrictedIcc;
-      logger.writeStamped(" >> CS: \"Restricted ICC Profile\"");
-      code = store(stream, kMetaIcc, i64{current_.length} - 3);
+      code = storeProfile(kColourRestrictedIcc, "Restricted ICC Profile");
       break;
     case kMethodIcc:
-      colourSpace_ = kColourIcc;
-      logger.writeStamped(" >> CS: \"ICC Profile\"");
-      code = store(stream, kMetaIcc, i64{current_.length} - 3);
+      code = storeProfile(kColourIcc, "ICC Profile");
       break;
     default:
       return WBX_ERROR_NOT_PART1;
   }
-  return code != 0 ? code : readOrFailed(stream);
+  return code != 0 ? code : readOrFailed();
 }
 
-void MetadataStore::readEnumeratedSpace(Stream& stream) {
-  const u32 space = takeU32(stream);
+i32 BoxWalk::storeProfile(ColourSpace space, const char* name) {
+  store_.colourSpace = space;
+  logger.writeStamped(" >> CS: \"%s\"", name);
+  return store(kMetaIcc, 3);
+}
+
+void BoxWalk::readEnumeratedSpace() {
+  const u32 space = takeU32(stream_);
   logger.writeStamped(" >> ENUM CS: %u", space);
   // 18 is a bi-level space in JPX, and in JP2 files an old number of YCC.
-  colourSpace_ = space == kColourBilevel2 && !isJPX_ ? u32{kColourYcc} : space;
-  logger.writeStamped(" >> CS: \"%s\"", colourName(colourSpace_));
+  store_.colourSpace = space == kColourBilevel2 && !store_.isJPX ? u32{kColourYcc} : space;
+  logger.writeStamped(" >> CS: \"%s\"", colourName(store_.colourSpace));
 }
 
-i32 MetadataStore::parseChannelDefinition(Stream& stream) {
-  stream.readU16(&channelCount_);
-  logger.writeStamped(" >> Components: %u", channelCount_);
-  for (u32 i = 0; i < channelCount_; ++i) {
-    const u16 channel = takeU16(stream);
-    const u16 type = takeU16(stream);
-    const u16 association = takeU16(stream);
+i32 BoxWalk::parseChannelDefinition() {
+  stream_.readU16(&store_.channelCount);
+  logger.writeStamped(" >> Components: %u", store_.channelCount);
+  for (u32 i = 0; i < store_.channelCount; ++i) {
+    const u16 channel = takeU16(stream_);
+    const u16 type = takeU16(stream_);
+    const u16 association = takeU16(stream_);
     logger.writeStamped(" >> cmp[%u]: type=%u, assoc=%u", channel, type, association);
-    if (channel < std::size(channelDefinition_)) channelDefinition_[channel] = {type, association};
+    if (channel < std::size(store_.channelDefinition))
+      store_.channelDefinition[channel] = {type, association};
   }
   return 0;
 }
 
-i32 MetadataStore::parseURL(Stream& stream) {
-  static_cast<void>(takeU32(stream));  // version and flags
-  const i32 code = store(stream, kMetaUrl, i64{current_.length} - 4);
-  if (code != 0) return code;
-  logger.writeStamped(" URL: \"%.55s%s\"", previewText(current_.data), previewMark(current_.data));
-  return readOrFailed(stream);
+i32 BoxWalk::parseURL() {
+  static_cast<void>(takeU32(stream_));  // version and flags
+  const u8* text = nullptr;
+  if (const i32 code = storeEntry(stream_, store_, kMetaUrl, i64{storable()} - 4, text))
+    return code;
+  logger.writeStamped(" URL: \"%.55s%s\"", previewText(text), previewMark(text));
+  return readOrFailed();
 }
 
-i32 MetadataStore::parseUUID(Stream& stream) {
+i32 BoxWalk::parseUUID() {
   u8 uuid[kUuidSize];
-  for (u8& byte : uuid) byte = takeU8(stream);
+  for (u8& byte : uuid) byte = takeU8(stream_);
   const bool isGeoTiff = std::equal(std::begin(uuid), std::end(uuid), kGeoTiffUuid);
   logger.writeStamped("%s", isGeoTiff ? "  GeoTIFF" : "  Unknown");
-  const i32 code = isGeoTiff ? store(stream, kMetaGeoTiff, i64{current_.length} - kUuidSize)
-                             : storeUnknownUUID(stream, uuid);
-  return code != 0 ? code : readOrFailed(stream);
+  const i32 code = isGeoTiff ? store(kMetaGeoTiff, kUuidSize) : storeUnknownUUID(uuid);
+  return code != 0 ? code : readOrFailed();
 }
 
 // Kept whole, since only the UUID in front says what it is.
-i32 MetadataStore::storeUnknownUUID(Stream& stream, const u8* uuid) {
-  const i32 length = current_.length;
-  auto* data = static_cast<u8*>(arena_.allocateZeroed(length));
+i32 BoxWalk::storeUnknownUUID(const u8* uuid) {
+  const i32 length = storable();
+  u8* data = store_.allocateData(length);
   if (data == nullptr) return WBX_ERROR_MEMORY;
   if (length < kUuidSize) return WBX_ERROR_CORRUPT;
   std::memcpy(data, uuid, kUuidSize);
-  stream.readBytes(data + kUuidSize, static_cast<u32>(length - kUuidSize));
-  current_.kind = kMetaUuid;
-  current_.data = data;
-  return appendEntry() ? WBX_OK : WBX_ERROR_MEMORY;
+  stream_.readBytes(data + kUuidSize, static_cast<u32>(length - kUuidSize));
+  return store_.append(kMetaUuid, data, length) ? WBX_OK : WBX_ERROR_MEMORY;
+}
+
+// What is left of the payload behind the fields that were read.
+i32 BoxWalk::store(MetadataKind kind, i32 fieldsRead) {
+  const u8* data = nullptr;
+  return storeEntry(stream_, store_, kind, i64{storable()} - fieldsRead, data);
+}
+
+}  // namespace
+
+i32 parseJP2(Stream& stream, MetadataStore& store) {
+  logger.writeStamped(" Suspecting JP2...");
+  i32 code = readSignature(stream);
+  if (code != 0) return code;
+  logger.writeMore(" Confirmed.");
+  BoxWalk walk(stream, store);
+  code = walk.parseFileType();
+  if (code != 0) return code;
+  logger.writeStamped(" Looking for 'jp2c'...");
+  return walk.walkToCodestream();
+}
+
+i32 parseTrailingBoxes(Stream& stream, MetadataStore& store) {
+  if ((!store.isJP2 && !store.isJPX) || stream.isEof()) return 0;
+  return BoxWalk(stream, store).walkToEnd();
 }
 
 }  // namespace wbx

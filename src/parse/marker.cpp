@@ -5,7 +5,7 @@
 
 #include "wbx.h"
 
-#include "api/logger.h"
+#include "base/logger.h"
 
 namespace wbx {
 

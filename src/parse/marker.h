@@ -1,7 +1,7 @@
 // MarkerState: the reader that knows which marker may stand where (T.800 A.2, A.3).
 #pragma once
 
-#include "api/types.h"
+#include "base/types.h"
 #include "stream/stream.h"
 
 namespace wbx {

@@ -1,22 +1,15 @@
 // QCD, QCC and RGN (T.800 A.6.3 to A.6.5).
-#include <algorithm>
-
 #include "wbx.h"
 
-#include "api/logger.h"
-#include "parse/coding_style.h"
+#include "base/logger.h"
+#include "parse/coding_markers.h"
 #include "parse/fields.h"
-#include "tier2/tile.h"
 
 namespace wbx {
 
 namespace {
 
-enum QuantizationStyle : u8 { kNoQuantization = 0, kScalarDerived = 1, kScalarExpounded = 2 };
-
 constexpr i32 kMaxEntriesRead = 99;
-constexpr i32 kExponentShift = 11;
-constexpr u16 kMantissaMask = 0x07FF;
 
 constexpr const char* kStyleTexts[] = {" No quantization (reversible)",
                                        " Implicit quantization (derived)",
@@ -56,24 +49,22 @@ void replaceQuantization(const Quantization& given, Quantization& quantization) 
   quantization.roiShift = roiShift;
 }
 
-i32 subbandCount(const ComponentCoding& coding) {
-  return 3 * coding.resolutions - 2;
+void storeQCD(const Quantization& given, CodingStyle& style) {
+  style.qcdSeen = 1;
+  for (i32 c = 0; c < style.components; ++c)
+    if (style.component[c].qccSeen == 0)
+      replaceQuantization(given, style.component[c].quantization);
 }
 
-void deriveStepSizes(ComponentCoding& coding) {
-  auto& stepSize = coding.quantization.stepSize;
-  const i32 exponent = stepSize[0] >> kExponentShift;
-  const i32 mantissa = stepSize[0] & kMantissaMask;
-  for (i32 i = 1; i < subbandCount(coding); ++i) {
-    // One more for each resolution above the lowest.
-    const i32 raised = exponent + (i + 2) / 3;
-    stepSize[static_cast<size_t>(i)] = wrapTo<u16>((raised << kExponentShift) | mantissa);
-  }
+void storeQCC(u8 index, const Quantization& given, CodingStyle& style) {
+  if (index >= style.components) return;
+  replaceQuantization(given, style.component[index].quantization);
+  style.component[index].qccSeen = 1;
 }
 
 }  // namespace
 
-i32 CodingStyle::parseQuantization(Stream& stream, i32 length, bool isQcc) {
+i32 parseQuantization(Stream& stream, CodingStyle& style, i32 length, bool isQcc) {
   u8 index = 0;
   if (isQcc) {
     index = takeU8(stream);
@@ -93,47 +84,21 @@ i32 CodingStyle::parseQuantization(Stream& stream, i32 length, bool isQcc) {
   logger.writeMore(", qntStepSizes=%u, Guard Bits=%u, qntStepSize[0]=%u", given.qntStepSizes,
                    given.guardBits, given.stepSize[0]);
   if (isQcc) {
-    storeQCC(index, given);
+    storeQCC(index, given, style);
   } else {
-    storeQCD(given);
+    storeQCD(given, style);
   }
   return 0;
 }
 
-void CodingStyle::storeQCD(const Quantization& given) {
-  qcdSeen = 1;
-  for (i32 c = 0; c < components; ++c)
-    if (component[c].qccSeen == 0) replaceQuantization(given, component[c].quantization);
-}
-
-void CodingStyle::storeQCC(u8 index, const Quantization& given) {
-  if (index >= components) return;
-  replaceQuantization(given, component[index].quantization);
-  component[index].qccSeen = 1;
-}
-
-i32 CodingStyle::parseRGN(Stream& stream) {
+i32 parseRGN(Stream& stream, CodingStyle& style) {
   const u8 crgn = takeU8(stream);
   const u8 srgn = takeU8(stream);
   const u8 shift = takeU8(stream);
   logger.writeStamped(" Component=%u, ROI Style=%u, ROI Shift=%u", crgn, srgn, shift);
-  if (crgn >= components) return WBX_ERROR_CORRUPT;
-  component[crgn].quantization.roiShift = shift;
+  if (crgn >= style.components) return WBX_ERROR_CORRUPT;
+  style.component[crgn].quantization.roiShift = shift;
   return 0;
-}
-
-bool CodingStyle::hasEnoughStepSizes() const {
-  return std::all_of(component, component + components, [](const ComponentCoding& coding) {
-    const Quantization& q = coding.quantization;
-    return q.qntStepSizes >= (q.style == kScalarDerived ? 1 : subbandCount(coding));
-  });
-}
-
-void finishQuantization(Tile& tile) {
-  for (i32 c = 0; c < tile.style.components; ++c) {
-    ComponentCoding& coding = tile.style.component[c];
-    if (coding.quantization.style == kScalarDerived) deriveStepSizes(coding);
-  }
 }
 
 }  // namespace wbx

@@ -1,9 +1,9 @@
 // SOT, SOD and the packets of a tile-part (T.800 A.4.2, A.4.3).
 #include "wbx.h"
 
-#include "api/decoder.h"
-#include "api/logger.h"
+#include "base/logger.h"
 #include "parse/fields.h"
+#include "parse/image_index.h"
 
 namespace wbx {
 
@@ -15,13 +15,13 @@ constexpr u32 kSegmentHeaderSize = 4;
 i32 prepareTile(Tile& tile, const ImageHeader& image) {
   if (tile.style.codSeen == 0 || tile.style.qcdSeen == 0) return WBX_ERROR_CORRUPT;
   if (!tile.style.hasEnoughStepSizes()) return WBX_ERROR_CORRUPT;
-  finishQuantization(tile);
+  tile.style.finishQuantization();
   return tile.build(image.component, image.components);
 }
 
 }  // namespace
 
-i32 Decoder::parseSOT(i32 length) {
+i32 ImageIndex::parseSOT(i32 length) {
   const u16 isot = takeU16(*stream);
   const u32 psot = takeU32(*stream);
   const u8 tpsot = takeU8(*stream);
@@ -30,7 +30,7 @@ i32 Decoder::parseSOT(i32 length) {
   if (isot >= tileTable.total()) return WBX_ERROR_CORRUPT;
   Tile* tile = tileTable.obtain(isot, arena);
   if (tile == nullptr) return WBX_ERROR_MEMORY;
-  currentTile = isot;
+  currentTile = tile;
 
   // Psot counts from the marker on. The sum wraps like the positions themselves.
   tile->partEnd =
@@ -42,8 +42,8 @@ i32 Decoder::parseSOT(i32 length) {
   return 0;
 }
 
-i32 Decoder::parseSOD() {
-  Tile& tile = *tileTable.find(currentTile);
+i32 ImageIndex::parseSOD() {
+  Tile& tile = *currentTile;
   if (!tile.isBuilt()) {
     const i32 code = prepareTile(tile, image);
     if (code != 0) return code;
@@ -51,7 +51,7 @@ i32 Decoder::parseSOD() {
   packetBits.attach(*stream);
   if (!packetBits.good()) return WBX_ERROR_READ;
 
-  while (tile.iterator.done == 0 && !cancelled.load(std::memory_order_relaxed)) {
+  while (tile.iterator.done == 0 && !isCancelled()) {
     if (tile.partEnd != 0 && stream->tell() >= tile.partEnd) break;
     const i32 code = tile.readNextPacket(packetBits);
     if (code != 0) return code;

@@ -1,3 +1,5 @@
+#include <cstring>
+
 #include "stream/stream.h"
 
 namespace wbx {
@@ -12,6 +14,7 @@ void CustomStream::open(void* user, const CustomCallbacks& callbacks) {
 
 i32 CustomStream::call(void* buffer, u32 count) {
   position_ += count;
+  if (count == 0) return 0;
   if (callbacks_.read == nullptr) {
     eof_ = true;
     return 0;
@@ -32,7 +35,9 @@ i32 CustomStream::writeBytes(const void*, u32) {
   return 0;
 }
 
+// A callback may boast of bytes that it never wrote; they read as zeros, not as what was there.
 i32 CustomStream::readBytes(void* buffer, u32 count) {
+  std::memset(buffer, 0, count);
   const i32 delivered = call(buffer, count);
   if (delivered < 0 || static_cast<u32>(delivered) != count) eof_ = true;
   return delivered;

@@ -1,25 +1,12 @@
 #include <cstring>
 
+#include "base/platform.h"
 #include "stream/stream.h"
 
 namespace wbx {
 
-namespace {
-
-// A file has one user at a time, so the lock that the standard library takes for each byte is
-// wasted.
-int getByte(std::FILE* file) {
-#if defined(_WIN32)
-  return _fgetc_nolock(file);
-#else
-  return getc_unlocked(file);
-#endif
-}
-
-}  // namespace
-
 bool FileStream::open(const char* path) {
-  source_ = std::fopen(path, "rb");
+  source_ = openForReading(path);
   position_ = 0;
   deferred_ = seekPending_ = false;
   return source_ != nullptr;
@@ -34,7 +21,7 @@ bool FileStream::isEof() const {
 }
 
 void FileStream::readU8(u8* value) {
-  *value = wrapTo<u8>(source_ == nullptr ? EOF : getByte(source_));
+  *value = wrapTo<u8>(source_ == nullptr ? EOF : readByte(source_));
   position_ += 1;
 }
 
@@ -65,11 +52,7 @@ i32 FileStream::writeBytes(const void* buffer, u32 count) {
 }
 
 bool FileStream::seekSource(u32 offset) {
-#if defined(_WIN32)
-  return _fseeki64(source_, offset, SEEK_SET) == 0;
-#else
-  return fseeko(source_, static_cast<off_t>(offset), SEEK_SET) == 0;
-#endif
+  return seekInFile(source_, offset);
 }
 
 bool FileStream::seek(u32 offset) {

@@ -5,7 +5,7 @@
 
 #include "wbx.h"
 
-#include "api/types.h"
+#include "base/types.h"
 
 namespace wbx {
 
@@ -38,6 +38,8 @@ class Stream {
   [[nodiscard]] virtual u32 tell() const = 0;
   virtual bool seek(u32 offset) = 0;
   virtual void close() = 0;
+  // Counts bytes as read that nobody asks a failed source for.
+  void passOver(u32 count) { position_ += count; }
 
  protected:
   // One value of `size` bytes in the order of the file.

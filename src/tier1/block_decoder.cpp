@@ -5,7 +5,7 @@
 
 #include "wbx.h"
 
-#include "api/logger.h"
+#include "base/logger.h"
 
 namespace wbx {
 namespace {
@@ -46,9 +46,11 @@ constexpr u64 clearColumns(u64 mask) {
 
 }  // namespace
 
-void BlockDecoder::prepare(i32 width, i32 height) {
-  width_ = width;
-  height_ = height;
+// Clears the arrays for a block of this size.
+void BlockDecoder::prepare(const BlockTask& task) {
+  task_ = task;
+  zeroCodingTable_ = &zeroCodingTable(task.band->orientation);
+  const i32 width = task.rect.width(), height = task.rect.height();
   stripes_ = (height + 3) >> 2;
   quadPitch_ = width + 1;
   wordsAcross_ = (width + kQuadsInWord - 1) / kQuadsInWord;
@@ -78,40 +80,61 @@ void BlockDecoder::resetContexts() {
   contexts_[kContextUniform] = kMqRows[2 * 46];
 }
 
-i32 BlockDecoder::decode(const CodeBlock& block, Stream& stream) {
-  source_.segment.attach(block.chunks, stream);
-  source_.setByteByByte((band_.style & kStyleTermall) != 0);
-  i32 total = 0;
-  for (const DataChunk* chunk = block.chunks; chunk; chunk = chunk->next())
-    total += chunk->passes();
-  // A count of missing planes that wrapped its 8 bits is corrupt data: a block without passes.
-  if (total == 0 || block.zeroPlanes < 0) return WBX_OK;
+i32 BlockDecoder::decode(const BlockTask& task, Stream& stream) {
+  prepare(task);
+  source_.segment.attach(task.block->chunks, stream);
+  runPasses();
+  return source_.segment.outOfMemory() ? WBX_ERROR_MEMORY : WBX_OK;
+}
 
-  const i32 firstPlane = band_.magnitudeBits + band_.roiShift - 1 - block.zeroPlanes;
+i32 BlockDecoder::decode(const BlockTask& task, std::span<const u8> bytes) {
+  prepare(task);
+  source_.segment.attach(bytes);
+  runPasses();
+  return WBX_OK;
+}
+
+void BlockDecoder::runPasses() {
+  const CodeBlock& block = *task_.block;
+  const BlockBand& band = *task_.band;
+  i32 total = 0;
+  bool terminated = false;
+  for (const DataChunk* chunk = block.chunks; chunk; chunk = chunk->next()) {
+    total += chunk->passes();
+    terminated = terminated || chunk->endsSegment();
+  }
+  // A count of missing planes that wrapped its 8 bits is corrupt data: a block without passes.
+  if (total == 0 || block.zeroPlanes < 0) return;
+  source_.setByteByByte(terminated);
+
+  const i32 firstPlane = band.magnitudeBits + band.roiShift - 1 - block.zeroPlanes;
   bool newSegment = true;
   for (i32 k = 0; k < total; ++k) {
     const i32 plane = firstPlane - (k + 2) / 3;
     lastPlane_ = std::max(plane, 0);
     if (plane < 0) break;
     if (newSegment) mq_.start(source_);
-    switch ((block.firstPass + k) % 3) {
-      case 0:
-        cleanupPass(static_cast<u32>(plane));
-        break;
-      case 1:
-        significancePass(static_cast<u32>(plane));
-        break;
-      default:
-        refinementPass(static_cast<u32>(plane));
-        break;
-    }
+    runPass(block.firstPass + k, static_cast<u32>(plane));
     newSegment = source_.segment.atChunkEnd() && source_.segment.inTerminatedChunk();
     if (newSegment) source_.segment.next();
-    if (band_.style & kStyleReset) resetContexts();
+    if (band.style & kStyleReset) resetContexts();
   }
-  return source_.segment.outOfMemory() ? WBX_ERROR_MEMORY : WBX_OK;
+  if (band.roiShift >= 1 && band.roiShift <= 30) shiftRegionBack(static_cast<u32>(band.roiShift));
 }
 
+void BlockDecoder::runPass(i32 number, u32 plane) {
+  switch (number % 3) {
+    case 0:
+      return cleanupPass(plane);
+    case 1:
+      return significancePass(plane);
+    default:
+      return refinementPass(plane);
+  }
+}
+
+// Magnitudes of at least 2^shift belong to the region of interest and are moved down to where the
+// background is (T.800 H.1).
 void BlockDecoder::shiftRegionBack(u32 shift) {
   const i32 end = 4 * quadPitch_ * (stripes_ + 1);
   for (i32 i = 4 * quadPitch_; i < end; ++i) {
@@ -182,7 +205,7 @@ void BlockDecoder::forEachWord(Body body) {
 // reaches them.
 void BlockDecoder::significancePass(u32 plane) {
   MqDecoder mq = mq_;
-  const u8* zeroCoding = band_.zeroCodingTable->data();
+  const u8* zeroCoding = zeroCodingTable_->data();
   forEachWord([&](i32 index, i32 firstPosition, u64 valid) {
     u64 significant = significant_[index];
     const u64 insignificant = valid & ~significant;  // those behind the scan still are
@@ -231,7 +254,7 @@ void BlockDecoder::refinementPass(u32 plane) {
 // four that have no significant neighbour at all.
 void BlockDecoder::cleanupPass(u32 plane) {
   MqDecoder mq = mq_;
-  const u8* zeroCoding = band_.zeroCodingTable->data();
+  const u8* zeroCoding = zeroCodingTable_->data();
   forEachWord([&](i32 index, i32 firstPosition, u64 valid) {
     u64 significant = significant_[index];
     u64 work = valid & ~significant & ~visited_[index];
@@ -261,7 +284,7 @@ void BlockDecoder::cleanupPass(u32 plane) {
     significant_[index] = significant;
   });
   mq_ = mq;
-  if (band_.style & kStyleSegsym) checkSegmentationSymbol();
+  if (task_.band->style & kStyleSegsym) checkSegmentationSymbol();
 }
 
 // T.800 D.5. A wrong symbol is only told.

@@ -1,12 +1,14 @@
 // BlockDecoder: the three coding passes over a code block (T.800 D).
 #pragma once
 
-#include "api/arena.h"
-#include "api/types.h"
+#include <span>
+
+#include "base/arena.h"
+#include "base/types.h"
 #include "stream/stream.h"
+#include "tier1/block_task.h"
 #include "tier1/context_tables.h"
 #include "tier1/mq_decoder.h"
-#include "tier2/tile.h"
 
 namespace wbx {
 
@@ -28,37 +30,18 @@ class BlockDecoder {
   static constexpr i32 kMaxWidth = 128;
   static constexpr i32 kMaxHeight = 64;
 
-  // Set by the engine for each subband.
-  struct Band {
-    const ZeroCodingTable* zeroCodingTable = &kZeroCodingLL;
-    i32 magnitudeBits = 0;  // Mb of T.800 E.1; with roiShift at most 31
-    i32 roiShift = 0;
-    u8 style = 0;  // the code-block style byte
-  };
-
   explicit BlockDecoder(Arena& arena) : source_(arena) {}
 
-  void setBand(const Band& band) { band_ = band; }
-  [[nodiscard]] const Band& band() const { return band_; }
-
-  // Clears the arrays for a block of this size.
-  void prepare(i32 width, i32 height);
   // Runs all passes of the block. Returns 0, or 2 when the fetch buffer could not be had; bad data
   // gives bad samples and no code.
-  [[nodiscard]] i32 decode(const CodeBlock& block, Stream& stream);
+  [[nodiscard]] i32 decode(const BlockTask& task, Stream& stream);
+  // The same for a block whose bytes, those of one codeword segment, are in memory already.
+  [[nodiscard]] i32 decode(const BlockTask& task, std::span<const u8> bytes);
 
-  // The result. Bit 31 of a coefficient is the sign, bits 0 to 30 the magnitude; a magnitude bit
-  // decoded in plane p stands at bit p. Each quad holds 4 rows of one column.
-  [[nodiscard]] const u32* quad(i32 x, i32 y) const {
-    return coefficients_ + 4 * (quadPitch_ * (1 + (y >> 2)) + 1 + x);
+  // The block decoded last.
+  [[nodiscard]] DecodedBlock result() const {
+    return {task_.rect, coefficients_ + 4 * (quadPitch_ + 1), 4 * quadPitch_, lastPlane_};
   }
-  // Values from one stripe to the next.
-  [[nodiscard]] i32 stripePitch() const { return 4 * quadPitch_; }
-  // Magnitudes of at least 2^shift belong to the region of interest and are moved down to where
-  // the background is (T.800 H.1).
-  void shiftRegionBack(u32 shift);
-  // The plane of the last pass run; 0 when the passes reached the bottom.
-  [[nodiscard]] i32 lastPlane() const { return lastPlane_; }
 
  private:
   static constexpr i32 kMaxStripes = kMaxHeight / 4;
@@ -66,6 +49,11 @@ class BlockDecoder {
   static constexpr i32 kMaxPositions = 4 * kMaxQuads;
   static constexpr i32 kQuadsInWord = 16;
   static constexpr i32 kMaxWords = (kMaxStripes + 2) * (kMaxWidth / kQuadsInWord + 1) + 1;
+
+  void prepare(const BlockTask& task);
+  void runPasses();
+  void runPass(i32 number, u32 plane);
+  void shiftRegionBack(u32 shift);
 
   template <class Body>
   void forEachWord(Body body);
@@ -90,8 +78,8 @@ class BlockDecoder {
   MqRow contexts_[kContextCount];
   MqSource source_;
   MqDecoder mq_;
-  Band band_;
-  i32 width_ = 0, height_ = 0;
+  BlockTask task_;
+  const ZeroCodingTable* zeroCodingTable_ = &kZeroCodingLL;
   i32 stripes_ = 0;
   i32 quadPitch_ = 0;
   // From a sample in each row of its stripe to the samples above and below it.

@@ -3,7 +3,7 @@
 
 #include <array>
 
-#include "api/types.h"
+#include "base/types.h"
 #include "tier1/mq_table.h"
 
 namespace wbx {
@@ -89,6 +89,9 @@ constexpr SignTable makeSign() {
 inline constexpr ZeroCodingTable kZeroCodingLL = context_detail::makeZeroCoding(0);
 inline constexpr ZeroCodingTable kZeroCodingHL = context_detail::makeZeroCoding(1);
 inline constexpr ZeroCodingTable kZeroCodingHH = context_detail::makeZeroCoding(3);
+inline constexpr const ZeroCodingTable& zeroCodingTable(u8 orientation) {
+  return orientation == 1 ? kZeroCodingHL : orientation == 3 ? kZeroCodingHH : kZeroCodingLL;
+}
 inline constexpr context_detail::SignTable kSignTable = context_detail::makeSign();
 
 }  // namespace wbx

@@ -6,7 +6,7 @@
 
 #include "wbx.h"
 
-#include "api/memory.h"
+#include "base/memory.h"
 
 namespace wbx {
 namespace {
@@ -86,14 +86,9 @@ class Unstuffer {
 
  private:
   void feed(u32 byte) {
-    if (previous_ != 0xFF) {
-      sink_.put(0xFF - byte, 8);
-    } else if (byte > 0x8F) {  // a marker: it brings nothing
-      sink_.put(0, 8);
-    } else {
-      if (byte > 0x7F) *borrows_++ = sink_.count();
-      sink_.put(~byte & 0x7F, 7);
-    }
+    const FedBits fed = fedBits(previous_, byte);
+    if (fed.borrows) *borrows_++ = sink_.count();
+    sink_.put(fed.bits, fed.count);
     previous_ = byte;
   }
 
@@ -109,13 +104,9 @@ GroupDecoder::~GroupDecoder() {
   freeMemory(fetched_);
 }
 
-void GroupDecoder::setBand(i32 number, const BlockDecoder::Band& band, u8 orientation) {
-  bands_[number] = {band, &groupZeroCoding(orientation)};
-}
-
-GroupDecoder::Taken GroupDecoder::take(i32 number, const CodeBlock& block, const Rect& rect,
-                                       Stream& stream) {
-  const BlockDecoder::Band& band = bands_[number].band;
+GroupDecoder::Taken GroupDecoder::take(const BlockTask& task, Stream& stream) {
+  const CodeBlock& block = *task.block;
+  const BlockBand& band = *task.band;
   if (passes_ == nullptr || isFull() || band.roiShift != 0 ||
       (band.style & (kStyleTermall | kStyleReset | kStyleSegsym)) != 0) {
     return Taken::kNo;
@@ -134,9 +125,7 @@ GroupDecoder::Taken GroupDecoder::take(i32 number, const CodeBlock& block, const
     return Taken::kNo;
   }
   Block taken;
-  taken.source = &block;
-  taken.rect = rect;
-  taken.band = number;
+  taken.task = task;
   // Passes below plane 0 are dropped.
   taken.passes = static_cast<i32>(std::min(passes, i64{3} * firstPlane + 1));
   taken.firstPlane = firstPlane;
@@ -153,7 +142,7 @@ bool GroupDecoder::fetch(Block& block, Stream& stream) {
     if (fetched_ == nullptr) return false;
   }
   block.fetched = fetchedBytes_;
-  segment_.attach(block.source->chunks, stream);
+  segment_.attach(block.task.block->chunks, stream);
   while (segment_.hasByte()) {
     const i64 bytes = segment_.left();
     std::memcpy(fetched_ + fetchedBytes_, segment_.cursor(), static_cast<size_t>(bytes));
@@ -165,9 +154,23 @@ bool GroupDecoder::fetch(Block& block, Stream& stream) {
 }
 
 void GroupDecoder::sort() {
-  std::stable_sort(blocks_, blocks_ + count_, [](const Block& a, const Block& b) {
-    return a.passes != b.passes ? a.passes < b.passes : a.bytes < b.bytes;
+  std::sort(blocks_, blocks_ + count_, [](const Block& a, const Block& b) {
+    return a.passes != b.passes ? a.passes > b.passes : a.bytes > b.bytes;
   });
+}
+
+bool GroupDecoder::paysTogether(const Block* blocks, i32 count) {
+  i64 sum = 0, most = 0;
+  for (i32 i = 0; i < count; ++i) {
+    sum += blocks[i].bytes;
+    most = std::max(most, i64{blocks[i].bytes});
+  }
+  return sum >= kWorthwhile * most;
+}
+
+i32 GroupDecoder::decodeSingle(const Block& block, BlockDecoder& single, Stream& stream) const {
+  return block.fetched >= 0 ? single.decode(block.task, fetchedBytes(block))
+                            : single.decode(block.task, stream);
 }
 
 bool GroupDecoder::ensure(i64 bytes) {
@@ -188,8 +191,8 @@ bool GroupDecoder::layOut(const Block* blocks, i32 count) {
   i32 width = 0, height = 0, planes = 0;
   i64 bytes = 0;
   for (i32 i = 0; i < count; ++i) {
-    width = std::max<i32>(width, blocks[i].rect.width());
-    height = std::max<i32>(height, blocks[i].rect.height());
+    width = std::max<i32>(width, blocks[i].task.rect.width());
+    height = std::max<i32>(height, blocks[i].task.rect.height());
     planes = std::max(planes, (blocks[i].passes + 1) / 3 + 1);
     bytes += blocks[i].bytes + kPadding;
   }
@@ -221,7 +224,8 @@ bool GroupDecoder::layOut(const Block* blocks, i32 count) {
 
 void GroupDecoder::markRealSamples(const Block* blocks, i32 count) {
   for (i32 member = 0; member < count; ++member) {
-    const i32 width = blocks[member].rect.width(), height = blocks[member].rect.height();
+    const Rect& rect = blocks[member].task.rect;
+    const i32 width = rect.width(), height = rect.height();
     for (i32 y = 0; y < height; y += kRows) {
       const i32 rows = std::min(height - y, kRows);
       const u64 columns = group_layout::inAllColumns(0xF & (0xF << (kRows - rows)));
@@ -240,10 +244,10 @@ void GroupDecoder::unstuff(const Block& block, i32 member, Stream& stream) {
   state_.borrowList.member[member] = reinterpret_cast<uintptr_t>(borrows_);
   Unstuffer unstuffer(bits_, borrows_);
   if (block.fetched >= 0) {
-    const u8* const bytes = fetched_ + block.fetched;
-    unstuffer.feed(bytes, bytes + block.bytes);
+    const std::span<const u8> bytes = fetchedBytes(block);
+    unstuffer.feed(bytes.data(), bytes.data() + bytes.size());
   } else {
-    segment_.attach(block.source->chunks, stream);
+    segment_.attach(block.task.block->chunks, stream);
     for (; segment_.hasByte(); segment_.advance(segment_.left()))
       unstuffer.feed(segment_.cursor(), segment_.cursor() + segment_.left());
   }
@@ -276,7 +280,8 @@ i32 GroupDecoder::decodeGroup(const Block* blocks, i32 count, Stream& stream) {
     state_.runLength.member[member] = 3 << 8;  // 3 for the run length
     state_.sign.member[member] = 0;
     state_.refinement.member[member] = 0;
-    const GroupZeroCoding& coding = *bands_[blocks[std::min(member, count - 1)].band].zeroCoding;
+    const BlockTask& task = blocks[std::min(member, count - 1)].task;
+    const GroupZeroCoding& coding = groupZeroCoding(task.band->orientation);
     state_.zeroCodingShifts.member[member] = coding.taps.shifts();
     state_.zeroCodingWeights.member[member] = coding.taps.weights();
     state_.zeroCodingMinuends.member[member] = coding.minuends();
@@ -306,10 +311,10 @@ i32 GroupDecoder::stripePitch() const {
   return state_.wordsAcross * kColumns * kRows;
 }
 
-const u32* GroupDecoder::collect(const Block& block, i32 member) {
+DecodedBlock GroupDecoder::result(const Block& block, i32 member) {
   const i32 planes = block.firstPlane - block.lastPlane() + 1;
   passes_->collect(state_, member, ones_, planes, block.firstPlane, quads_);
-  return quads_;
+  return {block.task.rect, quads_, stripePitch(), block.lastPlane()};
 }
 
 }  // namespace wbx

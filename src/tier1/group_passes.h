@@ -3,7 +3,7 @@
 
 #include <bit>
 
-#include "api/types.h"
+#include "base/types.h"
 
 namespace wbx {
 

@@ -4,11 +4,24 @@
 #include <bit>
 #include <cstring>
 
-#include "api/types.h"
+#include "base/types.h"
 #include "tier1/mq_table.h"
 #include "tier1/segment_reader.h"
 
 namespace wbx {
+
+// What one byte of a codeword segment adds to the bits before it (T.800 C.3.4), complemented.
+struct FedBits {
+  u32 bits;
+  u32 count;
+  bool borrows;  // a stuffed byte above 0x7F takes 1 off the bits above its own
+};
+
+inline FedBits fedBits(u32 previous, u32 byte) {
+  if (previous != 0xFF) return {0xFF - byte, 8, false};
+  if (byte > 0x8F) return {0, 8, false};  // a marker: it ends the data, and nothing is added
+  return {~byte & 0x7F, 7, byte > 0x7F};
+}
 
 // The source side of the decoder: turns bytes into bits of the code register.
 //

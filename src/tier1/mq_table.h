@@ -3,7 +3,7 @@
 
 #include <array>
 
-#include "api/types.h"
+#include "base/types.h"
 
 namespace wbx {
 

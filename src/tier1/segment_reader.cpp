@@ -9,8 +9,17 @@ void SegmentReader::attach(const DataChunk* first, Stream& stream) {
   memory_ = stream.type() == Stream::kMemory ? static_cast<const MemoryStream*>(&stream) : nullptr;
   chunk_ = first;
   cursor_ = end_ = nullptr;
+  segmentsLeft_ = 0;
   outOfMemory_ = false;
   if (chunk_) load();
+}
+
+void SegmentReader::attach(std::span<const u8> bytes) {
+  chunk_ = nullptr;
+  segmentsLeft_ = 0;
+  cursor_ = bytes.data();
+  end_ = cursor_ + bytes.size();
+  outOfMemory_ = false;
 }
 
 bool SegmentReader::hasByte() {
@@ -21,6 +30,10 @@ bool SegmentReader::hasByte() {
 }
 
 bool SegmentReader::next() {
+  if (segmentsLeft_ > 0) {
+    --segmentsLeft_;
+    return true;
+  }
   if (chunk_) chunk_ = chunk_->next();
   if (chunk_ == nullptr) {
     cursor_ = end_ = nullptr;
@@ -32,6 +45,7 @@ bool SegmentReader::next() {
 
 void SegmentReader::load() {
   const u32 length = chunk_->length();
+  segmentsLeft_ = chunk_->endsSegment() && length == 0 ? chunk_->passes() - 1 : 0;
   if (!chunk_->isReference()) {
     cursor_ = chunk_->data();
     end_ = cursor_ + length;

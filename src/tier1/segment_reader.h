@@ -1,8 +1,10 @@
 // SegmentReader: the bytes of a code block's codeword segments, chunk by chunk.
 #pragma once
 
-#include "api/arena.h"
-#include "api/types.h"
+#include <span>
+
+#include "base/arena.h"
+#include "base/types.h"
 #include "stream/stream.h"
 #include "tier2/data_chunk.h"
 
@@ -17,11 +19,14 @@ class SegmentReader {
 
   // Points at a block's chunks and loads the first one.
   void attach(const DataChunk* first, Stream& stream);
+  // Points at the bytes of a segment that were fetched before.
+  void attach(std::span<const u8> bytes);
 
   // Makes sure that cursor() is below end(), moving on to later chunks of the same codeword
   // segment. False at the end of the segment.
   [[nodiscard]] bool hasByte();
-  // Loads the next chunk whether or not a segment ends here. False at the end of the list.
+  // Goes to the next codeword segment of the chunk, where it has several of no bytes, or to the
+  // next chunk. False at the end of the list.
   bool next();
 
   [[nodiscard]] bool atChunkEnd() const { return cursor_ == end_; }
@@ -41,6 +46,7 @@ class SegmentReader {
   const u8* cursor_ = nullptr;
   const u8* end_ = nullptr;
   const DataChunk* chunk_ = nullptr;
+  i32 segmentsLeft_ = 0;  // of the chunk, behind the one being read
   Stream* stream_ = nullptr;
   const MemoryStream* memory_ = nullptr;  // the same stream when it is one in memory
   Arena* arena_;

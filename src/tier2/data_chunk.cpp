@@ -69,6 +69,14 @@ void DataChunk::setLength(u32 length) {
   }
 }
 
+bool DataChunk::absorb(u8 passesByte) {
+  const bool ends = (passesByte & kEndsSegment) != 0;
+  const i32 sum = passes() + (passesByte & ~kEndsSegment);
+  if (ends != endsSegment() || (ends && length() != 0) || sum > kMaxPasses) return false;
+  passes_ = static_cast<u8>(sum | (ends ? kEndsSegment : 0));
+  return true;
+}
+
 void DataChunk::cutTo(u32 length) {
   setLength(std::min(length, this->length()));
 }

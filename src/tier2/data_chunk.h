@@ -1,7 +1,7 @@
-// DataChunk: one packet's contribution to one code block.
+// DataChunk: what one packet, or several, contribute to one code block.
 #pragma once
 
-#include "api/types.h"
+#include "base/types.h"
 
 namespace wbx {
 
@@ -12,6 +12,9 @@ namespace wbx {
 //   detached   a pointer to the bytes, null until the packet's body was read. A long contribution
 //              from a source that cannot seek: its memory is taken when its bytes arrive, so that a
 //              header cannot claim megabytes with every other byte.
+//
+// A contribution of no bytes adds its passes to the chunk before it where it can. So a chunk that
+// ends codeword segments holds either the bytes of one segment or none for each of its passes.
 class DataChunk {
  public:
   enum class Storage : u8 { kInline, kReference, kDetached };
@@ -32,6 +35,9 @@ class DataChunk {
   [[nodiscard]] const u8* data() const;  // of any but a reference
   [[nodiscard]] u8* data();
   void setData(u8* data);  // of a detached chunk
+
+  // Takes in the passes of a contribution of no bytes that would follow; false when it cannot.
+  [[nodiscard]] bool absorb(u8 passesByte);
 
   // Shortens the chunk to the bytes that really came.
   void cutTo(u32 length);

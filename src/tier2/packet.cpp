@@ -6,7 +6,7 @@
 
 #include "wbx.h"
 
-#include "api/logger.h"
+#include "base/logger.h"
 
 namespace wbx {
 
@@ -99,11 +99,15 @@ void passOver(DataChunk& chunk, Stream& stream) {
   if (chunk.length() != 0) stream.seek(static_cast<u32>(std::min<u64>(end, 0xFFFFFFFF)));
 }
 
-// Bytes that do not come are no part of the chunk.
+// Bytes that do not come are no part of the chunk. A failed source is not asked for a long one, so
+// that no memory is taken for it.
 i32 copyBytes(DataChunk& chunk, Stream& stream, Arena& arena) {
   if (chunk.storage() == DataChunk::Storage::kDetached) {
-    if (!stream.isGood()) chunk.cutTo(0);
-    if (chunk.length() == 0) return 0;
+    if (!stream.isGood()) {
+      stream.passOver(chunk.length());
+      chunk.cutTo(0);
+      return 0;
+    }
     chunk.setData(arena.allocateArray<u8>(chunk.length()));
     if (chunk.data() == nullptr) return WBX_ERROR_MEMORY;
   }

@@ -1,8 +1,8 @@
 // One packet: its header and the place of its bytes (T.800 B.9, B.10).
 #pragma once
 
-#include "api/arena.h"
-#include "api/types.h"
+#include "base/arena.h"
+#include "base/types.h"
 #include "tier2/packet_bit_reader.h"
 #include "tier2/tile.h"
 

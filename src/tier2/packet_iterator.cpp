@@ -186,8 +186,10 @@ void PacketIterator::stepLrcp() {
   if (++layer >= layers) finish();
 }
 
+// A resolution that is empty in all components is empty in all layers, and 65535 of them are not
+// worth a walk.
 void PacketIterator::stepRlcp() {
-  if (++layer < layers) return;
+  if (isOccupied(resolution) && ++layer < layers) return;
   layer = 0;
   if (++resolution >= resolutions) finish();
 }
@@ -221,17 +223,9 @@ void PacketIterator::finish() {
   precinct = 0;
 }
 
-// A resolution that is empty in all components is empty in all layers, and 65535 of them are not
-// worth a walk.
 void PacketIterator::skipEmpty(const TileComponent* tileComponents) {
   if (occupied_ == 0) finish();
-  while (done == 0 && current(tileComponents) == nullptr) {
-    if (order == kRlcp && ((occupied_ >> resolution) & 1u) == 0) {
-      component = static_cast<u16>(components - 1);
-      layer = static_cast<u16>(std::max<u16>(layers, 1) - 1);
-    }
-    step(tileComponents);
-  }
+  while (done == 0 && current(tileComponents) == nullptr) step(tileComponents);
 }
 
 }  // namespace wbx

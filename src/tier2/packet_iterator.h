@@ -1,8 +1,8 @@
 // PacketIterator: which packet of a tile comes next (T.800 B.12).
 #pragma once
 
-#include "api/arena.h"
-#include "api/types.h"
+#include "base/arena.h"
+#include "base/types.h"
 
 namespace wbx {
 
@@ -93,6 +93,8 @@ struct PacketIterator {
   void refresh(const TileComponent* tileComponents);
   void takePosition();
   void finish();
+
+  [[nodiscard]] bool isOccupied(u8 index) const { return ((occupied_ >> index) & 1u) != 0; }
 
   u32 occupied_ = 0;  // a bit for each resolution that has packets
   PositionWalk walk_;

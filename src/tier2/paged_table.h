@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <new>
 
-#include "api/arena.h"
-#include "api/types.h"
+#include "base/arena.h"
+#include "base/types.h"
 
 namespace wbx {
 

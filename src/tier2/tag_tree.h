@@ -1,8 +1,8 @@
 // TagTree: the inclusion and the zero-bit-plane tag tree of a precinct (T.800 B.10.2) in one.
 #pragma once
 
-#include "api/arena.h"
-#include "api/types.h"
+#include "base/arena.h"
+#include "base/types.h"
 
 namespace wbx {
 

@@ -5,7 +5,7 @@
 
 #include "wbx.h"
 
-#include "api/logger.h"
+#include "base/logger.h"
 #include "tier2/packet.h"
 
 namespace wbx {
@@ -61,6 +61,8 @@ SubbandRect subbandRect(const Resolution& resolution, u8 orientation) {
 
 bool CodeBlock::addChunk(Arena& arena, const Stream& stream, u32 length, u8 passesByte) {
   using Storage = DataChunk::Storage;
+  // TERMALL lets a header say with two bytes that 164 segments of no bytes follow.
+  if (length == 0 && lastChunk != nullptr && lastChunk->absorb(passesByte)) return true;
   Storage storage = Storage::kInline;
   if (length > DataChunk::kInlineLimit)
     storage = stream.isSeekable() ? Storage::kReference : Storage::kDetached;

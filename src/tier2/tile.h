@@ -1,10 +1,10 @@
 // The tree of a tile: Tile, TileComponent, Resolution, Subband, Precinct, CodeBlock (T.800 B).
 #pragma once
 
-#include "api/arena.h"
-#include "api/types.h"
-#include "parse/coding_style.h"
-#include "parse/image_header.h"
+#include "base/arena.h"
+#include "base/types.h"
+#include "image/coding_style.h"
+#include "image/image_header.h"
 #include "stream/stream.h"
 #include "tier2/data_chunk.h"
 #include "tier2/packet_iterator.h"
@@ -27,7 +27,7 @@ struct CodeBlock {
   DataChunk* pendingChunks = nullptr;  // first chunk whose body the current packet still owes
   CodeBlock* nextPending = nullptr;    // in the current packet
 
-  // Appends a chunk; false when the Arena refuses.
+  // Appends a contribution; false when the Arena refuses.
   [[nodiscard]] bool addChunk(Arena& arena, const Stream& stream, u32 length, u8 passesByte);
 };
 

@@ -1,9 +1,9 @@
 // TileTable: the grid of all tiles of an image (T.800 B.3).
 #pragma once
 
-#include "api/arena.h"
-#include "api/types.h"
-#include "parse/image_header.h"
+#include "base/arena.h"
+#include "base/types.h"
+#include "image/image_header.h"
 #include "tier2/paged_table.h"
 #include "tier2/tile.h"
 

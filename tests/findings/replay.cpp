@@ -6,7 +6,7 @@
 #include <iterator>
 #include <vector>
 
-#include "api/types.h"
+#include "base/types.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const wbx::u8* data, size_t size);
 

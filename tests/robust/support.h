@@ -1,144 +1,111 @@
-// What the tests of hostile surroundings share: small files, memory that ends, sources that fail.
+// What the tests of hostile surroundings share: files, memory that ends, sources that fail.
 #pragma once
 
-#include <cstddef>
-#include <filesystem>
-#include <gtest/gtest.h>
+#include <cstdint>
 #include <string>
-#include <unistd.h>
+#include <string_view>
 #include <vector>
 
 #include "wbx.h"
 
-#include "api/types.h"
+namespace wbx::test {
 
-namespace wbx::test::robust {
-
-using Bytes = std::vector<u8>;
-
-// A file of tests/data.
-[[nodiscard]] Bytes dataFile(const std::string& name);
-
-// A JP2 file with each kind of metadata in front of the codestream and behind it. `behind` tells
-// where the codestream ends.
-[[nodiscard]] Bytes fileOfAllBoxes(size_t* behind = nullptr);
-
-// The small files that most tests go through: both depths, both filters, tiles, orders, modes.
-[[nodiscard]] const std::vector<std::string>& smallFiles();
-
-// Every small file by name, and behind them "all_boxes.jp2" of fileOfAllBoxes.
-struct NamedFile {
-  std::string name;
-  Bytes bytes;
-};
-[[nodiscard]] std::vector<NamedFile> allSmallFiles();
+using Bytes = std::vector<uint8_t>;
 
 // A sanitizer multiplies times.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 inline constexpr bool kSlow = true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-inline constexpr bool kSlow = true;
-#else
-inline constexpr bool kSlow = false;
-#endif
 #else
 inline constexpr bool kSlow = false;
 #endif
 
-// Tries everything instead of a sample; set by the environment.
-[[nodiscard]] bool fullRun();
+// Files of tests/data: both depths, both filters, tiles, orders, modes, and each kind of metadata
+// in front of a codestream and behind it.
+struct NamedFile {
+  std::string name;
+  Bytes bytes;
+};
+[[nodiscard]] Bytes dataFile(const std::string& name);
+[[nodiscard]] const std::vector<NamedFile>& smallFiles();
+
+// Codestreams and boxes put together byte by byte.
+[[nodiscard]] Bytes operator+(Bytes left, const Bytes& right);
+[[nodiscard]] Bytes be(uint32_t value, int bytes);
+[[nodiscard]] Bytes segment(uint8_t marker, const Bytes& payload);
+[[nodiscard]] Bytes box(std::string_view type, const Bytes& payload, uint32_t length = 0);
+struct Grid {
+  uint32_t x1 = 8, y1 = 8, x0 = 0, y0 = 0, tile = 8, components = 1;
+  uint8_t step = 1;
+};
+[[nodiscard]] Bytes siz(const Grid& grid);  // with SOC in front
+[[nodiscard]] Bytes sot(uint32_t tile, uint32_t length, uint8_t part = 0);
+[[nodiscard]] Bytes simpleStream(const Grid& grid, const Bytes& more = {});
+inline const Bytes kSod = {0xFF, 0x93}, kEoc = {0xFF, 0xD9};
 
 // Counts the library's blocks while it lives, and refuses the one of number `failing`, counted
-// from 0, or all from there on. With single records every record of an Arena is a block.
+// from 0, or all from there on. Every record of an Arena is a block.
 class CountedMemory {
  public:
-  enum class Refuse { kNothing, kOne, kAllFrom };
+  static constexpr int64_t kNever = int64_t{1} << 62;
 
-  explicit CountedMemory(Refuse refuse = Refuse::kNothing, i64 failing = 0,
-                         bool singleRecords = false);
+  explicit CountedMemory(int64_t failing = kNever, bool lasting = false, bool singleRecords = true);
   ~CountedMemory();
   CountedMemory(const CountedMemory&) = delete;
   CountedMemory& operator=(const CountedMemory&) = delete;
+  void relent();  // allocates as usual from now on, counting on
 
-  // Allocates as usual from now on, counting on.
-  void relent();
-
-  [[nodiscard]] i64 requests() const;
-  [[nodiscard]] i64 refused() const;
-  [[nodiscard]] i64 alive() const;        // blocks
-  [[nodiscard]] i64 bytes() const;        // of all blocks, freed ones too
-  [[nodiscard]] i64 zeroedBytes() const;  // of those that the system gives as zero pages
+  [[nodiscard]] int64_t refused() const;
+  [[nodiscard]] int64_t alive() const;        // blocks
+  [[nodiscard]] int64_t bytes() const;        // but for those that come as zero pages
+  [[nodiscard]] int64_t zeroedBytes() const;  // of these
 };
 
 struct Picture {
-  i32 code = WBX_OK;
+  int32_t code = WBX_OK;
   Bytes bytes;
   bool operator==(const Picture&) const = default;
 };
-
-// Into a buffer of just the right size, filled with `fill` before.
-[[nodiscard]] Picture decodeExternal(WBX_Handle handle, const char* options = nullptr, u8 fill = 0);
-// Into a buffer of the library.
+// Into a buffer of just the right size, filled before; into one of the library.
+[[nodiscard]] Picture decode(WBX_Handle handle, const char* options = nullptr, uint8_t fill = 0);
 [[nodiscard]] Picture decodeInternal(WBX_Handle handle, const char* options = nullptr);
 
 // Reads every byte of every entry. Returns the first code that is not 0.
-[[nodiscard]] i32 walkMetadata(WBX_Handle handle);
+[[nodiscard]] int32_t walkMetadata(WBX_Handle handle);
 
-[[nodiscard]] WBX_Handle openBytes(const Bytes& file);
+// An image from memory or from callbacks, with a mishap at call number `at` of these.
+enum class Way { kMemory, kSeekable, kPipe };
+inline constexpr Way kWays[] = {Way::kMemory, Way::kSeekable, Way::kPipe};
 
-// A custom source over bytes, with a mishap at call number `at` of its callbacks, counted from 0.
+enum class Mishap { kNone, kError, kShort, kEnd, kCancel };
+
 struct Source {
-  enum class Mishap {
-    kNone,
-    kError,  // -1
-    kShort,  // half of the bytes
-    kEnd,    // 0
-    kCancel  // the bytes, and WBX_Cancel on the way
-  };
-
-  Source(const Bytes& content, bool canSeek) : bytes(content), seekable(canSeek) {}
+  Source(const Bytes& content, Way kind) : bytes(content), way(kind) {}
+  ~Source();
   Source(const Source&) = delete;
   Source& operator=(const Source&) = delete;
 
-  [[nodiscard]] WBX_Handle open();
+  WBX_Handle open();
+  int32_t close();
 
   const Bytes& bytes;
-  bool seekable;
+  Way way;
   Mishap mishap = Mishap::kNone;
-  i64 at = 0;
+  int64_t at = 0;
   bool lasting = false;    // the mishap stays for all later calls
   bool scribbles = false;  // it writes over the whole buffer, whatever it delivers
-  u8 scribble = 0;
-  WBX_Handle handle = nullptr;  // of WBX_Cancel
-  i64 calls = 0;
-  i64 afterClose = 0;
-  int closes = 0;
-  size_t position = 0;
+  uint8_t scribble = 0;
+  WBX_Handle handle = nullptr;
+  int64_t calls = 0;
+  int closes = 0, afterClose = 0;
 
  private:
   [[nodiscard]] bool strikes();
-  [[nodiscard]] i32 read(u8* buffer, u32 count);
-  [[nodiscard]] i32 seek(u32 offset);
+  [[nodiscard]] int32_t read(uint8_t* buffer, uint32_t count);
+
+  size_t position_ = 0;
 };
 
-// For tests of the log, which is written to the current directory.
-class InAFolderOfItsOwn : public testing::Test {
- protected:
-  void SetUp() override {
-    before_ = std::filesystem::current_path();
-    folder_ = std::filesystem::temp_directory_path() / ("wbx-robust-" + std::to_string(getpid()));
-    std::filesystem::create_directory(folder_);
-    std::filesystem::current_path(folder_);
-  }
-  void TearDown() override {
-    WBX_StopLogging();
-    std::filesystem::current_path(before_);
-    std::filesystem::remove_all(folder_);
-  }
+// A code that blames the image: 2, 3, 4, 13 to 26.
+[[nodiscard]] bool blamesTheImage(int32_t code);
 
- private:
-  std::filesystem::path before_, folder_;
-};
-
-}  // namespace wbx::test::robust
+}  // namespace wbx::test

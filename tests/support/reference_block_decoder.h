@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "api/types.h"
+#include "base/types.h"
 
 namespace wbx::test {
 
@@ -13,6 +13,7 @@ struct ReferenceChunk {
   std::vector<u8> bytes;
   i32 passes = 0;
   bool endsSegment = false;
+  u32 missing = 0;  // bytes that its header counts and the source lacks
 };
 
 struct ReferenceBlock {
@@ -182,9 +183,12 @@ class ReferenceBlockDecoder {
     }
   }
 
+  // What belongs to a region of interest is brought down to the rest (T.800 H.1).
   [[nodiscard]] u32 coefficient(i32 x, i32 y) const {
     const Sample& s = at(x, y);
-    return s.magnitude | (s.negative ? 0x80000000 : 0);
+    const i32 shift = block_.roiShift >= 1 && block_.roiShift <= 30 ? block_.roiShift : 0;
+    const bool ofRegion = (s.magnitude >> shift) != 0;
+    return (ofRegion ? s.magnitude >> shift : s.magnitude) | (s.negative ? 0x80000000 : 0);
   }
 
   i32 lastPlane = 0;

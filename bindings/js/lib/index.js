@@ -1,0 +1,3 @@
+export { WbxDecoder } from './decoder.js';
+export { WbxError } from './error.js';
+export { WbxWorker } from './worker.js';

@@ -1,0 +1,92 @@
+"""A real cluster of two workers, one of which is killed in the middle."""
+
+import csv
+import os
+import shutil
+import signal
+import subprocess
+import sys
+
+import numpy as np
+import pytest
+from distributed import Client, LocalCluster
+from PIL import Image
+
+import wbx
+from wbx import batch
+
+
+@pytest.fixture(scope="module")
+def client():
+    with LocalCluster(n_workers=2, threads_per_worker=1, dashboard_address=None) as cluster, Client(cluster) as client:
+        yield client
+
+
+def rows_of(path):
+    with open(path, newline="") as file:
+        return list(csv.DictReader(file))
+
+
+def test_two_hundred_files_and_a_killed_worker(client, data, accepted, refused, tmp_path):
+    names = [row[0] for row in accepted if row[2] == "8" and row[1] in "134"] + list(refused)
+    files = {}
+    for number in range(200):
+        name = names[number % len(names)]
+        path = tmp_path / ("%d_%s" % (number, name))
+        shutil.copy(data / name, path)
+        files[str(path)] = name
+    plan = batch.Plan(str(tmp_path / "out"))
+    workers = list(client.run(os.getpid).values())
+    killed = []
+
+    def kill(done):
+        if done > 50 and not killed:
+            os.kill(workers[0], signal.SIGKILL)
+            killed.append(done)
+
+    report = batch._Report(str(tmp_path / "report.csv"))
+    batch.run(client, files, plan, report, kill)
+    report.close()
+    rows = rows_of(tmp_path / "report.csv")
+    assert killed and sorted(row["file"] for row in rows) == sorted(files)
+    for row in rows:
+        name = files[row["file"]]
+        assert int(row["code"]) == refused.get(name, 0), row
+        if name not in refused:
+            expected = wbx.imread(row["file"])
+            shape = [int(row[key]) for key in ("height", "width", "components")]
+            with Image.open(row["result"]) as image:
+                assert list(expected.shape) == shape
+                assert (np.asarray(image).reshape(shape) == expected).all(), name
+    assert len(os.listdir(plan.folder)) == sum(row["code"] == "0" for row in rows)
+    # Half the report is lost, in the middle of a line: what stands is not done again.
+    content = (tmp_path / "report.csv").read_bytes()
+    (tmp_path / "report.csv").write_bytes(content[: len(content) // 2])
+    again = batch._Report(str(tmp_path / "report.csv"))
+    left, shown = 200 - len(again.done), []
+    batch.run(client, files, plan, again, shown.append)
+    again.close()
+    assert 0 < left < 200 and len(shown) == left
+    assert sorted(row["file"] for row in rows_of(tmp_path / "report.csv")) == sorted(files)
+
+
+def test_a_huge_file_in_rows_of_tiles(client, large_file, tmp_path):
+    plan = batch.Plan(str(tmp_path), "npy", level=1, huge=1000)
+    report = batch._Report(str(tmp_path / "report.csv"))
+    batch.run(client, [str(large_file)], plan, report)
+    report.close()
+    (row,) = rows_of(tmp_path / "report.csv")
+    assert row["code"] == "0" and (np.load(row["result"]) == wbx.imread(large_file, level=1)).all()
+    assert sorted(os.listdir(tmp_path)) == sorted([os.path.basename(row["result"]), "report.csv"])
+
+
+def test_the_program(data, tmp_path):
+    listed = tmp_path / "list.txt"
+    listed.write_text("%s\n%s\n" % (data / "rgb_plain.j2k", data / "none.jp2"))
+    command = [sys.executable, "-m", "wbx.batch", "--workers", "1", "--fit", "10", "--to", tmp_path / "out"]
+    command += ["--report", tmp_path / "report.csv", "@%s" % listed]
+    assert subprocess.run(command, timeout=60).returncode == 1
+    done, failed = sorted(rows_of(tmp_path / "report.csv"), key=lambda row: row["code"], reverse=True)
+    assert failed["code"] == str(batch.NO_CODE) and "FileNotFoundError" in failed["text"]
+    with Image.open(done["result"]) as image:
+        assert image.size == (14, 10) == (int(done["width"]), int(done["height"]))
