@@ -26,6 +26,7 @@ def seed_files(data, out, rng):
         tail = bytes(rng.randrange(256) for _ in range(TAIL))
         (out / "memory" / (name + "-any")).write_bytes(content + tail)
         (out / "callbacks" / name).write_bytes(content + bytes(TAIL))
+        (out / "facts" / name).write_bytes(content + bytes(TAIL))
         tail = bytes([rng.randrange(32), rng.randrange(6), 0, rng.randrange(64)]) + tail[4:]
         (out / "callbacks" / (name + "-any")).write_bytes(content + tail)
         (out / "file" / name).write_bytes(content + tail)
@@ -67,7 +68,7 @@ def seed_synthesis(out, rng):
 
 def main():
     data, out = map(pathlib.Path, sys.argv[1:3])
-    for target in ("memory", "callbacks", "file", "options", "code_block", "synthesis"):
+    for target in ("memory", "callbacks", "file", "options", "code_block", "synthesis", "facts"):
         (out / target).mkdir(parents=True, exist_ok=True)
     rng = random.Random(1)
     seed_files(data, out, rng)
