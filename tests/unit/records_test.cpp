@@ -1,9 +1,12 @@
 // The memory of an open image: the arena, the tables and trees that exist where they were touched.
+#include <array>
 #include <cstring>
 #include <gtest/gtest.h>
 
 #include "base/arena.h"
+#include "robust/support.h"
 #include "stream/stream.h"
+#include "tier2/data_chunk.h"
 #include "tier2/packet_bit_reader.h"
 #include "tier2/paged_table.h"
 #include "tier2/tag_tree.h"
@@ -53,6 +56,7 @@ TEST(Arena, CanBeUsedAgainAfterEverythingWasFreed) {
 }
 
 TEST(Arena, LargeZeroedPiecesLeaveTheCurrentBlockAlone) {
+  const test::CountedMemory memory(test::CountedMemory::kNever, false, false);
   Arena arena(1 << 20);
   u8* before = take(arena, 8);
   std::memset(before, 0xFF, 8);
@@ -63,6 +67,21 @@ TEST(Arena, LargeZeroedPiecesLeaveTheCurrentBlockAlone) {
   arena.reset(1 << 20);
   EXPECT_NE(arena.allocateZeroed(1 << 17), nullptr);  // the first of all
   EXPECT_NE(take(arena, 8), nullptr);
+  EXPECT_NE(arena.allocateZeroed(1 << 17), nullptr);
+  EXPECT_NE(take(arena, 2 << 20), nullptr);
+  arena.freeAll();
+  EXPECT_EQ(memory.alive(), 0);
+}
+
+TEST(DataChunk, KeepsLengthsOfAnySize) {
+  std::array<u8, 64> room = {};
+  for (const u32 length : {0u, 31u, 32u, 64u, 8191u, 8192u, DataChunk::kLengthLimit - 1}) {
+    auto* chunk = new (room.data()) DataChunk;
+    chunk->initialise(length, DataChunk::Storage::kReference, 1);
+    chunk->setPosition(0xFEDCBA98);
+    EXPECT_EQ(chunk->length(), length);
+    EXPECT_EQ(chunk->position(), 0xFEDCBA98);
+  }
 }
 
 TEST(PagedTable, KeepsEachRecordApartAtEverySize) {
@@ -80,11 +99,11 @@ TEST(PagedTable, ReachesTheFarEndOfTheLargestGrid) {
   PagedTable<u32, 0> table;
   table.setCount(0xFFFE0001);
   EXPECT_EQ(table.nextTouched(0), table.count());
-  for (const u32 index : {0xFFFE0000u, 1000000u, 999999u}) *table.obtain(index, arena) = index;
+  for (const u32 index : {0xFFFE0000u, 1000003u, 1000000u}) *table.obtain(index, arena) = index;
   EXPECT_EQ(table.find(0xFFFDFFFF), nullptr);
-  EXPECT_EQ(table.nextTouched(0), 999999u);
-  EXPECT_EQ(table.nextTouched(1000000), 1000000u);
-  EXPECT_EQ(table.nextTouched(1000001), 0xFFFE0000);
+  EXPECT_EQ(table.nextTouched(0), 1000000u);
+  EXPECT_EQ(table.nextTouched(1000001), 1000003u);
+  EXPECT_EQ(table.nextTouched(1000004), 0xFFFE0000);
   EXPECT_EQ(*table.find(0xFFFE0000), 0xFFFE0000);
 }
 
