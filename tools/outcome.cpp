@@ -9,7 +9,7 @@ Outcome Outcome::library(const std::string& subject, int32_t code) {
                              code == WBX_ERROR_RESOLUTION || code == WBX_ERROR_BPP;
   std::string text =
       subject + ": " + WBX_getErrorStr(code) + " (error " + std::to_string(code) + ")";
-  Outcome outcome = ofCommandLine ? usage(std::move(text)) : image(std::move(text));
+  Outcome outcome = (ofCommandLine ? &usage : &image)(std::move(text));
   outcome.code = code;
   return outcome;
 }

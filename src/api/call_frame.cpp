@@ -43,10 +43,10 @@ i32 setCancelled(WBX_Handle handle) {
       [&] { decoderOf(handle).cancelled.store(true, std::memory_order_relaxed); });
 }
 
-Hold::Hold(WBX_Handle handle) : handle_(handle) {
-  code_ = FaultGuard::probe(
-      [&] { return isOpenImage(handle) && takeHold(handle) ? WBX_OK : WBX_ERROR_ARGUMENT; });
-}
+Hold::Hold(WBX_Handle handle)
+    : handle_(handle), code_(FaultGuard::probe([&] {
+        return isOpenImage(handle) && takeHold(handle) ? WBX_OK : WBX_ERROR_ARGUMENT;
+      })) {}
 
 Hold::~Hold() {
   if (code_ == WBX_OK) decoderOf(handle_).busy.store(false, std::memory_order_release);

@@ -52,16 +52,15 @@ class RowWriter {
   // `area` is the tile at the resolution that is written.
   RowWriter(const ScanlineWriter& out, const ComponentGrid& grid, const Rect& area,
             const DecodeOptions& options)
-      : out_(out), options_(options), grid_(grid) {
+      : out_(out), options_(options), grid_(grid), channel_(channelOf(grid.index)) {
     const bool transforms = out.colourTransform != kMctNone;
     parks_ = transforms && (grid.index == 1 || grid.index == 2);
     finishes_ = transforms && grid.index == 0;
-    channel_ = swapsEnds() && (grid.index == 0 || grid.index == 2) ? 2 - grid.index : grid.index;
     // Pixels of four samples have a fourth one when component 0 is finished.
     const bool extends = !transforms || grid.index < 3 || out.pixelBytes != 4 * Format::kBytes;
     const i32 tail = grid.columns > 0 && grid.xStep == 2 && !parks_ ? Format::template kTail<K> : 0;
-    columns_ = std::max<i32>(grid.columns * grid.xStep + tail, extends ? area.width() : 0);
-    columns_ = std::min(columns_, out.columnsLeft);
+    const i32 own = grid.columns * grid.xStep + tail;
+    columns_ = std::min(extends ? std::max<i32>(own, area.width()) : own, out.columnsLeft);
     rows_ = std::min<i32>(extends ? area.height() : 0, out.rowsLeft);
   }
 
@@ -89,9 +88,11 @@ class RowWriter {
   using Parked = typename Format::Parked;
   static constexpr i32 kPiece = 512;  // pixels of a row in work at a time; even
 
-  // Components 0 and 2 change places in the pixel.
-  [[nodiscard]] bool swapsEnds() const {
-    return out_.colourTransform == kMctNone && out_.components >= 3 && options_.bgrOutput;
+  // Of the pixel: components 0 and 2 may change places.
+  [[nodiscard]] i32 channelOf(i32 component) const {
+    const bool swaps = out_.colourTransform == kMctNone && out_.components >= 3 &&
+                       options_.bgrOutput && (component == 0 || component == 2);
+    return swaps ? 2 - component : component;
   }
   [[nodiscard]] Pixels pixelsAt(i32 row, i32 column) const {
     return {out_.origin + row * out_.rowBytes + i64{column} * out_.pixelBytes, out_.pixelBytes};

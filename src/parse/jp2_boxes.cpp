@@ -265,9 +265,8 @@ i32 BoxWalk::parseChannelDefinition() {
 
 i32 BoxWalk::parseURL() {
   static_cast<void>(takeU32(stream_));  // version and flags
-  const u8* text = nullptr;
-  if (const i32 code = storeEntry(stream_, store_, kMetaUrl, i64{storable()} - 4, text))
-    return code;
+  const u8* text = storeEntry(stream_, store_, kMetaUrl, i64{storable()} - 4);
+  if (text == nullptr) return WBX_ERROR_MEMORY;
   logger.writeStamped(" URL: \"%.55s%s\"", previewText(text), previewMark(text));
   return readOrFailed();
 }
@@ -294,8 +293,8 @@ i32 BoxWalk::storeUnknownUUID(const u8* uuid) {
 
 // What is left of the payload behind the fields that were read.
 i32 BoxWalk::store(MetadataKind kind, i32 fieldsRead) {
-  const u8* data = nullptr;
-  return storeEntry(stream_, store_, kind, i64{storable()} - fieldsRead, data);
+  const bool stored = storeEntry(stream_, store_, kind, i64{storable()} - fieldsRead) != nullptr;
+  return stored ? WBX_OK : WBX_ERROR_MEMORY;
 }
 
 }  // namespace

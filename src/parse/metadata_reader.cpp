@@ -9,20 +9,18 @@
 
 namespace wbx {
 
-i32 storeEntry(Stream& stream, MetadataStore& store, MetadataKind kind, i64 length,
-               const u8*& data) {
-  u8* bytes = store.allocateData(length + 1);
-  if (bytes == nullptr) return WBX_ERROR_MEMORY;
-  data = bytes;
-  stream.readBytes(bytes, static_cast<u32>(length));
-  return store.append(kind, bytes, static_cast<i32>(length)) ? WBX_OK : WBX_ERROR_MEMORY;
+const u8* storeEntry(Stream& stream, MetadataStore& store, MetadataKind kind, i64 length) {
+  u8* data = store.allocateData(length + 1);
+  if (data == nullptr) return nullptr;
+  stream.readBytes(data, static_cast<u32>(length));
+  return store.append(kind, data, static_cast<i32>(length)) ? data : nullptr;
 }
 
 i32 parseCOM(Stream& stream, MetadataStore& store, i32 payloadLength) {
   const u16 rcom = takeU16(stream);
-  const u8* text = nullptr;
   const MetadataKind kind = rcom == 0 ? kMetaBinary : kMetaText;
-  if (const i32 code = storeEntry(stream, store, kind, i64{payloadLength} - 2, text)) return code;
+  const u8* text = storeEntry(stream, store, kind, i64{payloadLength} - 2);
+  if (text == nullptr) return WBX_ERROR_MEMORY;
   logger.writeStamped(" Type=\"%s\", data=\"%.55s%s\"",
                       rcom == 0 ? "Binary" : "Text, ISO 8859-1 (latin-1)", previewText(text),
                       previewMark(text));

@@ -8,9 +8,9 @@
 namespace wbx {
 
 // Stores the next `length` bytes, what the source doesn't deliver as zeros, with a zero byte behind
-// them; `data` gets their place. Returns 0, or 2 also for a length below 0.
-[[nodiscard]] i32 storeEntry(Stream& stream, MetadataStore& store, MetadataKind kind, i64 length,
-                             const u8*& data);
+// them. Returns their place; null when memory runs out, and for a length below 0.
+[[nodiscard]] const u8* storeEntry(Stream& stream, MetadataStore& store, MetadataKind kind,
+                                   i64 length);
 
 // The COM marker segment (T.800 A.9.2). Returns 0 or an error code.
 [[nodiscard]] i32 parseCOM(Stream& stream, MetadataStore& store, i32 payloadLength);

@@ -377,7 +377,8 @@ class Decoder {
         c_(load(state.registers[kCode].member)),
         ct_(load(state.registers[kFedBelow].member)),
         refinement_(load(state.registers[kRefinement].member)) {
-    for (int i = 0; i < 4; ++i) contexts_[i] = load(state.registers[kContexts].member + 4 * i);
+    for (int i = 0; i < 4; ++i)
+      contexts_[i] = load(state.registers[kContexts + i / 2].member + 4 * (i % 2));
   }
 
   WBX_INLINE void finish() {
@@ -385,7 +386,8 @@ class Decoder {
     store(state_.registers[kCode].member, c_);
     store(state_.registers[kFedBelow].member, ct_);
     store(state_.registers[kRefinement].member, refinement_);
-    for (int i = 0; i < 4; ++i) store(state_.registers[kContexts].member + 4 * i, contexts_[i]);
+    for (int i = 0; i < 4; ++i)
+      store(state_.registers[kContexts + i / 2].member + 4 * (i % 2), contexts_[i]);
   }
 
   // Makes one decision in each member, with the context at `place`, or none at a place that is no
@@ -821,7 +823,8 @@ void start(GroupState& state) {
   store(state.registers[kInterval].member, _mm256_set1_epi32(1 << 30));
   store(state.registers[kCode].member, load(code));
   store(state.registers[kFedBelow].member, load(fedBelow));
-  for (int i = 0; i < 4; ++i) store(state.registers[kContexts].member + 4 * i, load(contexts[i]));
+  for (int i = 0; i < 4; ++i)
+    store(state.registers[kContexts + i / 2].member + 4 * (i % 2), load(contexts[i]));
   store(state.registers[kRefinement].member, _mm256_set1_epi32(0x01010101));
 }
 

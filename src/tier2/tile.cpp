@@ -71,7 +71,7 @@ bool CodeBlock::addChunk(Arena& arena, const Stream& stream, u32 length, u8 pass
   DataChunk* chunk = new (record) DataChunk;
   chunk->initialise(length, storage, passesByte);
   if (pendingChunks == nullptr) pendingChunks = chunk;
-  if (chunks == nullptr) {
+  if (lastChunk == nullptr) {
     chunks = chunk;
   } else {
     lastChunk->setNext(chunk);
