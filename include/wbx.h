@@ -356,7 +356,9 @@ WBX_API int32_t WBX_CALL WBX_GetInfoEx(WBX_Handle handle, WBX_ImageInfoEx* info)
  *
  * Beware of the default of the video option: an image of 3 components whose colours are sub-sampled
  * in width only (4:2:2) comes out at half its resolution, enlarged again, unless the options say
- * "video=0".
+ * "video=0". Without a component transform in the file, such colours are taken for luminance and
+ * colour differences and go through the transform that belongs to the wavelet; for reversible files
+ * that is not the conversion of YCC, and "nomct" leaves the components as they were coded.
  *
  * Into a buffer of the caller's own, red, green and blue without gaps:
  *
