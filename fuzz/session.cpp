@@ -161,6 +161,7 @@ class Session {
     pixelBytes_ = bpp_ != 0           ? static_cast<u64>(bpp_)
                   : !request.internal ? packed
                                       : (info_.components == 1 ? 1 : 4) * sampleBytes_;
+    pixelBytes_ -= pixelBytes_ % sampleBytes_;
     return u64{width} * height <= kMaxPixels &&
            (pixelBytes_ * width + request.pitch + 1) * height <= kMaxPictureBytes;
   }
@@ -188,8 +189,7 @@ class Session {
         WBX_Decode(image_, &buffer, &picture.size, request.options.c_str(), &picture.pitch);
     require(buffer == storage.get(), "the caller's buffer was changed");
     picture.bytes = storage.get();
-    if (picture.code != WBX_ERROR_BPP && size != 0 && hasLayout(picture))
-      requireGapsUntouched(picture, request.fill);
+    if (picture.code != WBX_ERROR_BPP && size != 0) requireGapsUntouched(picture, request.fill);
     return picture;
   }
 
@@ -202,10 +202,6 @@ class Session {
     }
   }
 
-  // Pixels of words at odd distances have no layout that is promised.
-  [[nodiscard]] bool hasLayout(const Picture& picture) const {
-    return (pixelBytes_ | picture.pitch) % sampleBytes_ == 0;
-  }
   [[nodiscard]] u64 rowBytes() const { return pixelBytes_ * width_; }
   [[nodiscard]] static const u8* row(const Picture& picture, u64 y) {
     return picture.bytes + y * picture.pitch;
@@ -238,7 +234,7 @@ class Session {
     require(
         picture.code == WBX_OK || picture.code == WBX_ERROR_BPP || picture.code == WBX_ERROR_MEMORY,
         "decode of an open image failed");
-    if (picture.code == WBX_OK && hasLayout(picture) && u64{width_} * height_ <= kMaxRepeatedPixels)
+    if (picture.code == WBX_OK && u64{width_} * height_ <= kMaxRepeatedPixels)
       decodeEveryWay(request, picture);
     return picture.code;
   }

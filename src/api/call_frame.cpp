@@ -10,7 +10,8 @@ namespace {
 
 // Where no Decoder can lie, a load or store is a fault even if the processor would allow it.
 bool isMisplaced(WBX_Handle handle) {
-  return reinterpret_cast<std::uintptr_t>(handle) % alignof(Decoder) != 0;
+  const auto address = reinterpret_cast<std::uintptr_t>(handle);
+  return address % alignof(Decoder) != 0 || address > ~std::uintptr_t{0} - sizeof(Decoder);
 }
 
 bool isOpenImage(WBX_Handle handle) {

@@ -119,10 +119,12 @@ TEST(Faults, LeaveTheSignalMaskAsItWas) {
 }
 
 TEST(Faults, AThreadMayEndInsideACallback) {
-  const AcceptLeaks accept;
   std::thread([] {
     pthread_t thread;
-    const auto body = [](void*) -> void* { return openThat(endThread), nullptr; };
+    const auto body = [](void*) -> void* {
+      const AcceptLeaks accept;  // of this thread
+      return openThat(endThread), nullptr;
+    };
     ASSERT_EQ(pthread_create(&thread, nullptr, body, nullptr), 0);
     EXPECT_EQ(pthread_join(thread, nullptr), 0);
   }).join();
