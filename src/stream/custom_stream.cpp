@@ -37,7 +37,7 @@ i32 CustomStream::writeBytes(const void*, u32) {
 
 // A callback may boast of bytes that it never wrote; they read as zeros, not as what was there.
 i32 CustomStream::readBytes(void* buffer, u32 count) {
-  std::memset(buffer, 0, count);
+  if (count != 0) std::memset(buffer, 0, count);
   const i32 delivered = call(buffer, count);
   if (delivered < 0 || static_cast<u32>(delivered) != count) eof_ = true;
   return delivered;
