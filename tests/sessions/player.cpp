@@ -426,11 +426,12 @@ void tellDifference(const Lines& recorded, const Lines& now) {
               r != recorded.end() ? r->c_str() : "(end)", n != now.end() ? n->c_str() : "(end)");
 }
 
-// Plays the sessions of a file in a folder of its own; returns how many differ.
+// Plays the sessions of a file in a folder of its own, which is gone afterwards; returns how many
+// differ.
 int play(const fs::path& data, const fs::path& file, bool record) {
-  const fs::path before = fs::current_path();
-  fs::create_directories("played-" + file.stem().string());
-  fs::current_path("played-" + file.stem().string());
+  const fs::path before = fs::current_path(), place = before / ("played-" + file.stem().string());
+  fs::create_directories(place);
+  fs::current_path(place);
   int differences = 0;
   std::string now;
   for (const Lines& session : sessionsOf(file)) {
@@ -440,6 +441,7 @@ int play(const fs::path& data, const fs::path& file, bool record) {
     for (const std::string& line : played) now += line + '\n';
   }
   fs::current_path(before);
+  fs::remove_all(place);
   if (record) std::ofstream(file, std::ios::binary) << now;
   std::printf("%s: %d sessions differ\n", file.filename().string().c_str(), differences);
   return record ? 0 : differences;
