@@ -82,17 +82,21 @@ void removeOutputs() {
 
 }  // namespace
 
-void runPrograms(const std::string& path, const std::string& tiny, unsigned reduce, int rounds,
-                 double ownMilliseconds) {
+double runPrograms(const std::string& path, const std::string& tiny, unsigned reduce, int rounds,
+                   double ownMilliseconds) {
+  double least = kNoProgram;
   for (const auto make : {grok, ffmpeg}) {
     const Command command = make(path, reduce);
     const double startUp = medianTime(make(tiny, 0), rounds);
     const double time = medianTime(command, rounds);
     if (startUp < 0 || time < 0) continue;
+    const double ratio = (time - startUp) / ownMilliseconds;
     std::printf("  %-35s %8.1f %6.2f   (and %.1f to start)\n", command[0].c_str(), time - startUp,
-                (time - startUp) / ownMilliseconds, startUp);
+                ratio, startUp);
+    least = std::min(least, ratio);
   }
   removeOutputs();
+  return least;
 }
 
 }  // namespace wbx::race
