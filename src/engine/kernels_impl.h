@@ -52,32 +52,95 @@ void liftColumns53(const L* __restrict a, const L* __restrict b, i32 columns,
   }
 }
 
-// 9-7 in fixed point (T.800 F.3.8.1). The factors, their shifts and the order of the steps define
-// the result to the last bit: each factor meets the low 16 bits of its sum, as multiply-and-add
-// hardware takes it. The odd factor is 2 / K and not 1 / K, since the step sizes leave the gain of
-// the subbands out.
-inline i32 multiply(i32 v, i32 factor, i32 shift) {
-  return (wrapTo<i16>(v) * factor) >> shift;
+// As many 32-bit lanes as one instruction multiplies and adds, pair by pair, in their 16-bit
+// halves. Where there is none, a single lane, and the compiler makes of the loops what it can.
+#if defined(__AVX2__)
+constexpr i32 kLanes = 8;
+#elif defined(__SSE2__) || defined(__wasm_simd128__)
+constexpr i32 kLanes = 4;
+#else
+constexpr i32 kLanes = 1;
+#endif
+
+#if defined(__SSE2__) || defined(__wasm_simd128__)
+using Lanes = i32 __attribute__((vector_size(4 * kLanes)));
+using NarrowLanes = i16 __attribute__((vector_size(2 * kLanes)));
+using LaneHalves = i16 __attribute__((vector_size(4 * kLanes)));
+
+// The low 16 bits of each lane times the factor; the high ones meet 0.
+inline Lanes timesLow(Lanes v, i32 factor) {
+  const auto halves = reinterpret_cast<LaneHalves>(v);
+  const auto factors = reinterpret_cast<LaneHalves>(Lanes{} + (factor & 0xFFFF));
+#if defined(__AVX2__)
+  return reinterpret_cast<Lanes>(__builtin_ia32_pmaddwd256(halves, factors));
+#elif defined(__SSE2__)
+  return reinterpret_cast<Lanes>(__builtin_ia32_pmaddwd128(halves, factors));
+#else
+  return reinterpret_cast<Lanes>(__builtin_wasm_dot_s_i32x4_i16x8(halves, factors));
+#endif
 }
 
-inline i32 scaleEven(i32 a) {
-  return multiply(a, 10077, 13);
-}  // K
-inline i32 scaleOdd(i32 b) {
-  return multiply(b, 13318, 13);
-}  // 2 / K
-inline i32 stepDelta(i32 e, i32 left, i32 right) {
-  return e + multiply(left + right, -7266, 14);
+inline Lanes loadLanes(const i16* from, Lanes) {
+  NarrowLanes lanes;
+  __builtin_memcpy(&lanes, from, sizeof lanes);
+  return __builtin_convertvector(lanes, Lanes);
 }
-inline i32 stepGamma(i32 o, i32 left, i32 right) {
-  return o + multiply(left + right, -14465, 14);
+inline Lanes loadLanes(const i32* from, Lanes) {
+  Lanes lanes;
+  __builtin_memcpy(&lanes, from, sizeof lanes);
+  return lanes;
+}
+inline void storeLanes(i16* to, Lanes v) {
+  const NarrowLanes lanes = __builtin_convertvector(v, NarrowLanes);
+  __builtin_memcpy(to, &lanes, sizeof lanes);
+}
+inline void storeLanes(i32* to, Lanes v) {
+  __builtin_memcpy(to, &v, sizeof v);
+}
+#else
+using Lanes = i32;
+#endif
+
+inline i32 timesLow(i32 v, i32 factor) {
+  return wrapTo<i16>(v) * factor;
+}
+template <class L>
+inline i32 loadLanes(const L* from, i32) {
+  return *from;
+}
+template <class L>
+inline void storeLanes(L* to, i32 v) {
+  *to = wrapTo<L>(v);
+}
+
+// 9-7 in fixed point (T.800 F.3.8.1), on one lane or several. The factors, their shifts and the
+// order of the steps define the result to the last bit: each factor meets the low 16 bits of its
+// sum, as multiply-and-add hardware takes it. The odd factor is 2 / K and not 1 / K, since the step
+// sizes leave the gain of the subbands out.
+template <class V>
+inline V scaleEven(V a) {
+  return timesLow(a, 10077) >> 13;
+}  // K
+template <class V>
+inline V scaleOdd(V b) {
+  return timesLow(b, 13318) >> 13;
+}  // 2 / K
+template <class V>
+inline V stepDelta(V e, V left, V right) {
+  return e + (timesLow(left + right, -7266) >> 14);
+}
+template <class V>
+inline V stepGamma(V o, V left, V right) {
+  return o + (timesLow(left + right, -14465) >> 14);
 }
 // Four times beta, on a quarter of the sum.
-inline i32 stepBeta(i32 e, i32 left, i32 right) {
-  return e + multiply((left + right) >> 2, 1736, 13);
+template <class V>
+inline V stepBeta(V e, V left, V right) {
+  return e + (timesLow((left + right) >> 2, 1736) >> 13);
 }
-inline i32 stepAlpha(i32 o, i32 left, i32 right) {
-  return o + multiply(left + right, 12993, 13);
+template <class V>
+inline V stepAlpha(V o, V left, V right) {
+  return o + (timesLow(left + right, 12993) >> 13);
 }
 
 // Runs a lifting of rows over pieces whose intermediate values stay in the nearest cache. The 9-7
@@ -94,17 +157,36 @@ inline void forEachPiece(i32 pairs, const Lift& lift) {
   }
 }
 
+// Calls step(p, V) for the places from `first` to `last` - 1, several at a time while they fit.
+template <class Step>
+inline void forLanes(i32 first, i32 last, const Step& step) {
+  i32 p = first;
+  for (; p + kLanes <= last; p += kLanes) step(p, Lanes{});
+  for (; p < last; ++p) step(p, i32{});
+}
+
 void liftPiece97Fixed(const i16* __restrict a, const i16* __restrict b, i32 pairs,
                       i16* __restrict even, i16* __restrict odd) {
   i32 o[kPiece], e1[kPiece], o1[kPiece], e2[kPiece];
-  for (i32 p = 0; p < pairs; ++p) o[p] = scaleOdd(b[p]);
-  for (i32 p = 1; p < pairs; ++p) e1[p] = stepDelta(scaleEven(a[p]), o[p - 1], o[p]);
-  for (i32 p = 1; p + 1 < pairs; ++p) o1[p] = stepGamma(o[p], e1[p], e1[p + 1]);
-  for (i32 p = 2; p + 1 < pairs; ++p) {
-    e2[p] = stepBeta(e1[p], o1[p - 1], o1[p]);
-    even[p] = wrapTo<i16>(e2[p]);
-  }
-  for (i32 p = 2; p + 2 < pairs; ++p) odd[p] = wrapTo<i16>(stepAlpha(o1[p], e2[p], e2[p + 1]));
+  forLanes(0, pairs, [&](i32 p, auto v) { storeLanes(o + p, scaleOdd(loadLanes(b + p, v))); });
+  forLanes(1, pairs, [&](i32 p, auto v) {
+    storeLanes(e1 + p, stepDelta(scaleEven(loadLanes(a + p, v)), loadLanes(o + p - 1, v),
+                                 loadLanes(o + p, v)));
+  });
+  forLanes(1, pairs - 1, [&](i32 p, auto v) {
+    storeLanes(o1 + p,
+               stepGamma(loadLanes(o + p, v), loadLanes(e1 + p, v), loadLanes(e1 + p + 1, v)));
+  });
+  forLanes(2, pairs - 1, [&](i32 p, auto v) {
+    const auto lifted =
+        stepBeta(loadLanes(e1 + p, v), loadLanes(o1 + p - 1, v), loadLanes(o1 + p, v));
+    storeLanes(e2 + p, lifted);
+    storeLanes(even + p, lifted);
+  });
+  forLanes(2, pairs - 2, [&](i32 p, auto v) {
+    storeLanes(odd + p,
+               stepAlpha(loadLanes(o1 + p, v), loadLanes(e2 + p, v), loadLanes(e2 + p + 1, v)));
+  });
 }
 
 void liftPairs97Fixed(const i16* a, const i16* b, i32 pairs, i16* even, i16* odd) {
@@ -119,18 +201,20 @@ void liftColumns97Fixed(const i16* __restrict a, const i16* __restrict b, i32 co
   i32* __restrict e1 = state[1];
   i32* __restrict o1 = state[2];
   i32* __restrict e2 = state[3];
-  for (i32 x = 0; x < columns; ++x) {
-    const i32 nextO = scaleOdd(b[x]);
-    const i32 nextE1 = stepDelta(scaleEven(a[x]), o[x], nextO);
-    const i32 nextO1 = stepGamma(o[x], e1[x], nextE1);
-    const i32 nextE2 = stepBeta(e1[x], o1[x], nextO1);
-    oddOut[x] = wrapTo<i16>(stepAlpha(o1[x], e2[x], nextE2));
-    evenOut[x] = wrapTo<i16>(e2[x]);
-    o[x] = nextO;
-    e1[x] = nextE1;
-    o1[x] = nextO1;
-    e2[x] = nextE2;
-  }
+  forLanes(0, columns, [=](i32 x, auto v) {
+    const auto ownO = loadLanes(o + x, v), ownE1 = loadLanes(e1 + x, v);
+    const auto ownO1 = loadLanes(o1 + x, v), ownE2 = loadLanes(e2 + x, v);
+    const auto nextO = scaleOdd(loadLanes(b + x, v));
+    const auto nextE1 = stepDelta(scaleEven(loadLanes(a + x, v)), ownO, nextO);
+    const auto nextO1 = stepGamma(ownO, ownE1, nextE1);
+    const auto nextE2 = stepBeta(ownE1, ownO1, nextO1);
+    storeLanes(oddOut + x, stepAlpha(ownO1, ownE2, nextE2));
+    storeLanes(evenOut + x, ownE2);
+    storeLanes(o + x, nextO);
+    storeLanes(e1 + x, nextE1);
+    storeLanes(o1 + x, nextO1);
+    storeLanes(e2 + x, nextE2);
+  });
 }
 
 // 9-7 on floats. Each expression of a pair is evaluated in double precision and feeds the next one
