@@ -404,7 +404,7 @@ class Decoder {
     for (int i = 0; i < 4; ++i) contexts_[i] = unequal(contexts_[i], both(change, at[i]));
     return bit;
   }
-  WBX_INLINE Vector refine(const Constants& k, Vector place, Vector idle) {
+  WBX_INLINE Vector decideRefinement(const Constants& k, Vector place, Vector idle) {
     const Vector everywhere = _mm256_shuffle_epi8(place, get(k.spread));
     const Vector at = _mm256_cmpeq_epi8(everywhere, get(k.places[0]));
     const Vector element = either(place, get(k.byteOfElement));
@@ -854,7 +854,7 @@ void refinementPass(GroupState& state, u32 members) {
         const Vector idle = signMask(narrow(place));
         const Vector context =
             either(either(without(get(k.two), again), without(get(k.one), alone)), idle);
-        ones = ones | (sample & widen(mq.refine(k, context, idle)));
+        ones = ones | (sample & widen(mq.decideRefinement(k, context, idle)));
       } while (!isZeroAll(work));
       store(state.ones + i, ones);
     }

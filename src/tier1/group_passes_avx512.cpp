@@ -243,7 +243,7 @@ class Decoder {
   }
 
   // Each decides one bit in the members of `active`; the others stay as they are and give 0.
-  WBX_INLINE Mask significant(Vector context, Mask active) {
+  WBX_INLINE Mask decideSignificance(Vector context, Mask active) {
     const Vector byte =
         _mm512_maskz_permutex2var_epi8(kFirstBytes, zeroCoding_, context, runLength_);
     Vector change;
@@ -255,7 +255,7 @@ class Decoder {
     return bit;
   }
   // T.800 D.3.2, from two words that have the sample at bit 63.
-  WBX_INLINE Mask negative(Vector significantAround, Vector negativeAround, Mask active) {
+  WBX_INLINE Mask decideSign(Vector significantAround, Vector negativeAround, Mask active) {
     const Vector shifts = all(k.signShifts);
     Vector taps = _mm512_multishift_epi64_epi8(shifts, significantAround);
     taps = _mm512_mask_multishift_epi64_epi8(taps, kSecondHalves, shifts, negativeAround);
@@ -270,14 +270,14 @@ class Decoder {
     sign_ = _mm512_xor_si512(sign_, toPlace(change, context));
     return _kxor_mask8(bit, flip);
   }
-  WBX_INLINE Mask refine(Vector context, Mask active) {
+  WBX_INLINE Mask decideRefinement(Vector context, Mask active) {
     const Vector byte = _mm512_maskz_shuffle_epi8(kFirstBytes, refinement_, context);
     Vector change;
     const Mask bit = decide(byte, active, &change);
     refinement_ = _mm512_xor_si512(refinement_, toPlace(change, context));
     return bit;
   }
-  WBX_INLINE Mask uniform(Mask active) {
+  WBX_INLINE Mask decideUniform(Mask active) {
     const Mask lps = split(_mm512_maskz_mov_epi64(active, all(k.uniform)), active).lps;
     feed();
     return lps;
@@ -401,7 +401,7 @@ struct Word {
 WBX_INLINE void makeSignificant(Decoder& mq, Word& word, Vector sample, Vector around, Vector turn,
                                 Mask hit) {
   word.significant = _mm512_mask_or_epi64(word.significant, hit, word.significant, sample);
-  const Mask minus = mq.negative(around, _mm512_rolv_epi64(word.negative, turn), hit);
+  const Mask minus = mq.decideSign(around, _mm512_rolv_epi64(word.negative, turn), hit);
   word.negative = _mm512_mask_or_epi64(word.negative, minus, word.negative, sample);
 }
 
@@ -460,7 +460,7 @@ void significancePass(GroupState& state, u32 members) {
       const Vector sample = _mm512_srlv_epi64(all(k.top), zeros);
       work = _mm512_andnot_si512(sample, work);
       const Vector around = _mm512_rolv_epi64(word.significant, zeros);
-      const Mask hit = mq.significant(mq.zeroCodingContext(around), active);
+      const Mask hit = mq.decideSignificance(mq.zeroCodingContext(around), active);
       if (hit == 0) continue;
       // Samples behind this one join the pass; those before it wait for the cleanup pass.
       const Vector later = _mm512_srlv_epi64(all(k.later), zeros);
@@ -497,7 +497,7 @@ void refinementPass(GroupState& state, u32 members) {
           const Vector context =
               mq.refinementContext(_mm512_test_epi64_mask(firstWithNeighbour, sample),
                                    _mm512_test_epi64_mask(refined, sample));
-          const Mask one = mq.refine(context, active);
+          const Mask one = mq.decideRefinement(context, active);
           ones = _mm512_mask_or_epi64(ones, one, ones, sample);
           active = nonZero(work);
         } while (active != 0);
@@ -526,12 +526,12 @@ void cleanupPass(GroupState& state, u32 members) {
           _mm512_mask_testn_epi64_mask(_mm512_test_epi64_mask(sample, all(k.firstRow)),
                                        _mm512_rolv_epi64(neighboured, zeros), all(k.topColumn));
       const Vector context = mq.orRunLength(mq.zeroCodingContext(around), run);
-      const Mask hit = mq.significant(context, active);
+      const Mask hit = mq.decideSignificance(context, active);
       const Mask broken = _kand_mask8(run, hit);
       Vector last = _mm512_mask_srli_epi64(sample, run, sample, 3);  // that is done with
       if (broken != 0) {
-        const Mask high = mq.uniform(broken);
-        const Mask low = mq.uniform(broken);
+        const Mask high = mq.decideUniform(broken);
+        const Mask low = mq.decideUniform(broken);
         Vector rows = _mm512_maskz_mov_epi64(high, all(k.two));
         rows = _mm512_mask_add_epi64(rows, low, rows, all(k.one));
         zeros = _mm512_add_epi64(zeros, rows);
