@@ -430,22 +430,42 @@ void findSignificant(GroupState& state, u32 members, Body body) {
   mq.finish();
 }
 
+void resetContexts(GroupState& state, u32 members) {
+  const auto set = [&](Register contexts, u64 value) {
+    _mm512_mask_storeu_epi64(&state.registers[contexts], static_cast<Mask>(members), all(value));
+  };
+  set(kZeroCoding, 4);      // T.800 table D.7: state 4 for label 0,
+  set(kRunLength, 3 << 8);  // 3 for the run length
+  set(kSign, 0);
+  set(kRefinement, 0);
+}
+
+void beginSegments(GroupState& state, u32 members) {
+  if (members == 0) return;
+  const Mask begin = static_cast<Mask>(members);
+  const auto registerWith = [&](Register each, u64 value) {
+    return _mm512_mask_mov_epi64(load(&state.registers[each]), begin, all(value));
+  };
+  // One bit, 0, stands above the first: T.800 C.3.5.
+  const Registers r =
+      refill(state, registerWith(kCode, 0), registerWith(kFedBelow, static_cast<u64>(i64{1} - 16)));
+  store(&state.registers[kInterval], registerWith(kInterval, u64{1} << 63));
+  store(&state.registers[kCode], r.c);
+  store(&state.registers[kFedBelow], r.ct);
+}
+
+u64 usedBits(const GroupState& state, i32 member) {
+  return state.fed.member[member] - state.registers[kFedBelow].member[member];
+}
+
 void start(GroupState& state) {
-  store(&state.registers[kZeroCoding], all(4));      // T.800 table D.7: state 4 for label 0,
-  store(&state.registers[kRunLength], all(3 << 8));  // 3 for the run length
-  store(&state.registers[kSign], _mm512_setzero_si512());
-  store(&state.registers[kRefinement], _mm512_setzero_si512());
+  resetContexts(state, 0xFF);
   for (i32 member = 0; member < GroupWord::kMembers; ++member) {
     const GroupZeroCoding& coding = groupZeroCoding(state.orientation[member]);
     state.registers[kZeroShifts].member[member] = coding.taps.shifts();
     state.registers[kZeroWeights].member[member] = coding.taps.weights();
     state.registers[kZeroMinuends].member[member] = coding.minuends();
   }
-  // One bit, 0, stands above the first: T.800 C.3.5.
-  const Registers r = refill(state, _mm512_setzero_si512(), all(static_cast<u64>(i64{1} - 16)));
-  store(&state.registers[kInterval], all(u64{1} << 63));
-  store(&state.registers[kCode], r.c);
-  store(&state.registers[kFedBelow], r.ct);
 }
 
 // T.800 D.3.1.
@@ -551,6 +571,14 @@ void cleanupPass(GroupState& state, u32 members) {
   });
 }
 
+// T.800 D.5.
+void skipSymbol(GroupState& state, u32 members) {
+  if (members == 0) return;
+  Decoder mq(state);
+  for (int bit = 0; bit < 4; ++bit) mq.decideUniform(static_cast<Mask>(members));
+  mq.finish();
+}
+
 void collect(const GroupState& state, i32 member, const GroupWord* ones, i32 planes, i32 firstPlane,
              u32* quads) {
   const auto samplesOf = [member](const GroupWord& word) {
@@ -581,6 +609,8 @@ void collect(const GroupState& state, i32 member, const GroupWord* ones, i32 pla
 
 }  // namespace
 
-const GroupPasses kGroupPasses = {start, cleanupPass, significancePass, refinementPass, collect};
+const GroupPasses kGroupPasses = {start,          resetContexts, beginSegments,
+                                  usedBits,       cleanupPass,   significancePass,
+                                  refinementPass, skipSymbol,    collect};
 
 }  // namespace wbx::avx512
