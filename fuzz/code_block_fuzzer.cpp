@@ -187,7 +187,7 @@ void compare(BlockDecoder& decoder, Case c) {
   requireSame(c, decoder.result());
 }
 
-// All blocks of an input together, as the default kind of blocks of one resolution.
+// All blocks of an input together, as blocks of one resolution.
 void compareGroup(BlockDecoder& decoder, GroupDecoder& group, std::vector<Case> cases) {
   if (kernels().groupPasses == nullptr) return;
   group.setPasses(kernels().groupPasses);
@@ -201,9 +201,6 @@ void compareGroup(BlockDecoder& decoder, GroupDecoder& group, std::vector<Case> 
     c.block.orientation = cases[place].block.orientation;
     c.block.magnitudeBits = cases[place].block.magnitudeBits;
     c.block.roiShift = 0;
-    c.block.resetsContexts = c.block.segmentationSymbols = false;
-    for (test::ReferenceChunk& chunk : c.block.chunks) chunk.endsSegment = false;
-    c.style &= kStylePterm;
     c.home = c.home == Home::kDetached ? Home::kDetached : Home::kInline;  // no stream for each
     bands[i] = bandOf(c);
     blocks.push_back(std::make_unique<PacketedBlock>(c));

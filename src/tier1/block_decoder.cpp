@@ -266,6 +266,11 @@ void BlockDecoder::cleanupPass(u32 plane) {
       auto bit = static_cast<u32>(std::countr_zero(work));
       const bool run = ((runs >> bit) & 1) != 0;
       if (run) {
+        const auto end = static_cast<u32>(std::countr_zero((~runs & kRow0) >> bit << bit));
+        if (mq.skipZeros(contexts_[kContextRunLength], (end - bit) / 4)) {
+          work &= end == 64 ? 0 : ~u64{0} << end;
+          continue;
+        }
         if (!mq.decodeLikely(contexts_[kContextRunLength], source_)) {
           work &= ~(u64{0xF} << bit);
           continue;

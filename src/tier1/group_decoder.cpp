@@ -6,6 +6,7 @@
 
 #include "wbx.h"
 
+#include "base/logger.h"
 #include "base/memory.h"
 
 namespace wbx {
@@ -25,6 +26,8 @@ u64 bigEndian(const u8* bytes) {
   std::memcpy(&value, bytes, sizeof value);
   return std::endian::native == std::endian::little ? __builtin_bswap64(value) : value;
 }
+
+constexpr u32 kAllMembers = (1u << GroupDecoder::kMembers) - 1;
 
 // Writes bits one after the other, highest first.
 class BitSink {
@@ -75,12 +78,15 @@ class Unstuffer {
           sink_.putEightBytes(flipped);
           byte += 8;
           previous_ = 0;
+          lastCount_ = 8;
           continue;
         }
       }
       feed(*byte++);
     }
   }
+  // Where the bits of the last byte begin; 0 for no byte.
+  [[nodiscard]] u64 lastByte() const { return sink_.count() - lastCount_; }
   u8* finish() { return sink_.finish(); }
   [[nodiscard]] u64* borrows() const { return borrows_; }
 
@@ -90,11 +96,13 @@ class Unstuffer {
     if (fed.borrows) *borrows_++ = sink_.count();
     sink_.put(fed.bits, fed.count);
     previous_ = byte;
+    lastCount_ = fed.count;
   }
 
   BitSink sink_;
   u64* borrows_;  // where the next one is noted
   u32 previous_ = 0;
+  u32 lastCount_ = 0;  // bits of that byte
 };
 
 }  // namespace
@@ -107,14 +115,13 @@ GroupDecoder::~GroupDecoder() {
 GroupDecoder::Taken GroupDecoder::take(const BlockTask& task, Stream& stream) {
   const CodeBlock& block = *task.block;
   const BlockBand& band = *task.band;
-  if (passes_ == nullptr || isFull() || band.roiShift != 0 ||
-      (band.style & (kStyleTermall | kStyleReset | kStyleSegsym)) != 0) {
-    return Taken::kNo;
-  }
+  if (passes_ == nullptr || isFull() || band.roiShift != 0) return Taken::kNo;
+  // A log tells wrong symbols in the order of the blocks.
+  if ((band.style & kStyleSegsym) != 0 && logger.active()) return Taken::kNo;
   i64 passes = 0, bytes = 0;
-  bool inMemory = true;
+  bool inMemory = true, goesOn = false, ends = false;  // the segments behind the chunks
   for (const DataChunk* chunk = block.chunks; chunk; chunk = chunk->next()) {
-    if (chunk->endsSegment()) return Taken::kNo;
+    (chunk->endsSegment() ? ends : goesOn) = true;
     passes += chunk->passes();
     bytes += chunk->length();
     if (chunk->isReference() && stream.type() != Stream::kMemory) inMemory = false;
@@ -124,12 +131,14 @@ GroupDecoder::Taken GroupDecoder::take(const BlockTask& task, Stream& stream) {
   if (!regular || passes == 0 || bytes > kMaxBytes || firstPlane < 0 || firstPlane > 30) {
     return Taken::kNo;
   }
+  if (ends && (goesOn || !inMemory)) return Taken::kNo;
   Block taken;
   taken.task = task;
   // Passes below plane 0 are dropped.
   taken.passes = static_cast<i32>(std::min(passes, i64{3} * firstPlane + 1));
   taken.firstPlane = firstPlane;
   taken.bytes = static_cast<u32>(bytes);
+  taken.ownSegments = ends;
   if (!inMemory && !fetch(taken, stream)) return Taken::kOutOfMemory;
   blocks_[count_++] = taken;
   return Taken::kYes;
@@ -189,14 +198,15 @@ bool GroupDecoder::ensure(i64 bytes) {
 // Puts the arrays of a group into the memory, clear where the passes expect it.
 bool GroupDecoder::layOut(const Block* blocks, i32 count) {
   i32 width = 0, height = 0, planes = 0;
-  i64 bytes = 0;
+  i64 bytes = 0, segments = 0;
   for (i32 i = 0; i < count; ++i) {
     width = std::max<i32>(width, blocks[i].task.rect.width());
     height = std::max<i32>(height, blocks[i].task.rect.height());
     planes = std::max(planes, (blocks[i].passes + 1) / 3 + 1);
-    bytes += blocks[i].bytes + kPadding;
+    bytes += blocks[i].bytes;
+    segments += blocks[i].mostSegments();
   }
-  bytes = (bytes + 2 * kPadding + 63) & ~i64{63};
+  bytes = (bytes + (segments + 2) * kPadding + 63) & ~i64{63};
   state_.wordsAcross = (width + kColumns - 1) / kColumns;
   state_.wordPitch = state_.wordsAcross + 1;
   state_.stripes = (height + kRows - 1) / kRows;
@@ -204,9 +214,10 @@ bool GroupDecoder::layOut(const Block* blocks, i32 count) {
 
   const i64 factBytes = arrayWords_ * (kFactArrays + planes) * i64{sizeof(GroupWord)};
   // At most every second byte borrows, and each list has an end.
-  const i64 borrowBytes = (bytes / 2 + kMembers) * i64{sizeof(u64)};
+  const i64 borrowBytes = (bytes / 2 + segments) * i64{sizeof(u64)};
+  const i64 segmentBytes = segments * i64{sizeof(Segment)};
   const i64 quadBytes = i64{stripePitch()} * state_.stripes * i64{sizeof(u32)};
-  if (!ensure(factBytes + quadBytes + borrowBytes + bytes)) return false;
+  if (!ensure(factBytes + quadBytes + borrowBytes + segmentBytes + bytes)) return false;
 
   state_.real = words(kReal);
   state_.significant = words(kSignificant);
@@ -216,7 +227,8 @@ bool GroupDecoder::layOut(const Block* blocks, i32 count) {
   ones_ = words(kFactArrays);
   quads_ = reinterpret_cast<u32*>(words(kFactArrays + planes));
   borrows_ = reinterpret_cast<u64*>(quads_ + i64{stripePitch()} * state_.stripes);
-  bits_ = reinterpret_cast<u8*>(borrows_) + borrowBytes;
+  segments_ = reinterpret_cast<Segment*>(borrows_ + borrowBytes / i64{sizeof(u64)});
+  bits_ = reinterpret_cast<u8*>(segments_ + segments);
   // The facts, and the first plane of ones, which has no significance pass.
   std::fill_n(memory_, arrayWords_ * (kFactArrays + 1), GroupWord{});
   return true;
@@ -237,67 +249,107 @@ void GroupDecoder::markRealSamples(const Block* blocks, i32 count) {
   }
 }
 
-// Turns a block's bytes into one string of complemented bits (see MqSource), and notes where one
-// borrows.
+// For an idle member: zeros without end.
+constexpr u8 kNoBits[kPadding] = {};
+constexpr u64 kNoBorrow = ~u64{0};
+const GroupDecoder::Segment GroupDecoder::kNoSegment = {kNoBits, &kNoBorrow, 0, Segment::kNoEnd};
+
+// Turns the bytes of a block's segments into strings of complemented bits (see MqSource), and notes
+// where one borrows.
 void GroupDecoder::unstuff(const Block& block, i32 member, Stream& stream) {
-  state_.bits.member[member] = reinterpret_cast<uintptr_t>(bits_);
-  state_.borrowList.member[member] = reinterpret_cast<uintptr_t>(borrows_);
-  Unstuffer unstuffer(bits_, borrows_);
+  nextSegment_[member] = segments_;
   if (block.fetched >= 0) {
-    const std::span<const u8> bytes = fetchedBytes(block);
-    unstuffer.feed(bytes.data(), bytes.data() + bytes.size());
+    segment_.attach(fetchedBytes(block));
   } else {
     segment_.attach(block.task.block->chunks, stream);
+  }
+  const Segment* const most = segments_ + block.mostSegments();
+  bool ended;
+  do {
+    Unstuffer unstuffer(bits_, borrows_);
     for (; segment_.hasByte(); segment_.advance(segment_.left()))
       unstuffer.feed(segment_.cursor(), segment_.cursor() + segment_.left());
+    ended = segment_.inTerminatedChunk();
+    const u64 lastByte = ended ? unstuffer.lastByte() : Segment::kNoEnd;
+    u8* const end = unstuffer.finish();
+    *segments_++ = {bits_, borrows_, static_cast<u64>(end - bits_), lastByte};
+    borrows_ = unstuffer.borrows();
+    *borrows_++ = ~u64{0};
+    std::memset(end, 0, kPadding);
+    bits_ = end + kPadding;
+    if (ended) segment_.next();
+  } while (ended && segments_ != most);
+}
+
+void GroupDecoder::beginSegments(u32 members) {
+  for (i32 member = 0; member < kMembers; ++member) {
+    if ((members >> member & 1) == 0) continue;
+    const Segment& segment = *nextSegment_[member]++;
+    state_.bits.member[member] = reinterpret_cast<uintptr_t>(segment.bits);
+    state_.length.member[member] = segment.length;
+    state_.borrowList.member[member] = reinterpret_cast<uintptr_t>(segment.borrows);
+    state_.borrowAt.member[member] = *segment.borrows;
+    state_.fed.member[member] = 0;
   }
-  u8* const end = unstuffer.finish();
-  borrows_ = unstuffer.borrows();
-  state_.length.member[member] = static_cast<u64>(end - bits_);
-  *borrows_++ = ~u64{0};
-  std::memset(end, 0, kPadding);
-  bits_ = end + kPadding;
+  passes_->beginSegments(state_, members);
+}
+
+// Of `members`, those that have used up a segment that ends.
+u32 GroupDecoder::atSegmentEnd(u32 members) const {
+  u32 ended = 0;
+  for (i32 member = 0; member < kMembers; ++member) {
+    if ((members >> member & 1) == 0) continue;
+    const u64 lastByte = nextSegment_[member][-1].lastByte;
+    if (lastByte != Segment::kNoEnd && passes_->usedBits(state_, member) > lastByte)
+      ended |= 1u << member;
+  }
+  return ended;
 }
 
 i32 GroupDecoder::decodeGroup(const Block* blocks, i32 count, Stream& stream) {
   if (!layOut(blocks, count)) return WBX_ERROR_MEMORY;
   markRealSamples(blocks, count);
-  i32 passes = 0;
-  for (i32 member = 0; member < count; ++member) {
-    unstuff(blocks[member], member, stream);
-    passes = std::max(passes, blocks[member].passes);
-  }
-  for (i32 member = count; member < kMembers; ++member) {  // idle, on the zeros behind the last one
-    state_.bits.member[member] = reinterpret_cast<uintptr_t>(bits_ - kPadding);
-    state_.length.member[member] = 0;
-    state_.borrowList.member[member] = reinterpret_cast<uintptr_t>(borrows_ - 1);
-  }
+  for (i32 member = 0; member < count; ++member) unstuff(blocks[member], member, stream);
+  for (i32 member = count; member < kMembers; ++member) nextSegment_[member] = &kNoSegment;
   for (i32 member = 0; member < kMembers; ++member) {
-    state_.fed.member[member] = 0;
-    std::memcpy(&state_.borrowAt.member[member],
-                reinterpret_cast<const u64*>(state_.borrowList.member[member]), sizeof(u64));
     const BlockTask& task = blocks[std::min(member, count - 1)].task;
     state_.orientation[member] = task.band->orientation;
   }
   passes_->start(state_);
-  for (i32 pass = 0; pass < passes; ++pass) {
+  beginSegments(kAllMembers);
+  const auto membersWhere = [&](auto condition) {
     u32 members = 0;
     for (i32 member = 0; member < count; ++member)
-      members |= (pass < blocks[member].passes ? 1u : 0u) << member;
-    state_.ones = ones_ + (pass + 2) / 3 * arrayWords_;
-    switch (pass % 3) {
-      case 0:
-        passes_->cleanup(state_, members);
-        break;
-      case 1:
-        passes_->significance(state_, members);
-        break;
-      default:
-        passes_->refinement(state_, members);
-        break;
+      members |= (condition(blocks[member]) ? 1u : 0u) << member;
+    return members;
+  };
+  const auto membersOfStyle = [&](u32 flag) {
+    return membersWhere([flag](const Block& b) { return (b.task.band->style & flag) != 0; });
+  };
+  const u32 resetting = membersOfStyle(kStyleReset), marked = membersOfStyle(kStyleSegsym);
+  const i32 passes = blocks[0].passes;  // the most: see sort()
+  for (i32 pass = 0; pass < passes; ++pass) {
+    const u32 members = membersWhere([pass](const Block& b) { return pass < b.passes; });
+    if (pass != 0) {
+      beginSegments(atSegmentEnd(members));
+      passes_->resetContexts(state_, members & resetting);
     }
+    runPass(pass, members);
+    if (pass % 3 == 0) passes_->skipSymbol(state_, members & marked);
   }
   return WBX_OK;
+}
+
+void GroupDecoder::runPass(i32 pass, u32 members) {
+  state_.ones = ones_ + (pass + 2) / 3 * arrayWords_;
+  switch (pass % 3) {
+    case 0:
+      return passes_->cleanup(state_, members);
+    case 1:
+      return passes_->significance(state_, members);
+    default:
+      return passes_->refinement(state_, members);
+  }
 }
 
 i32 GroupDecoder::stripePitch() const {

@@ -15,8 +15,8 @@ namespace wbx {
 // Takes code blocks of the subbands of a tile-component, and decodes them in groups. The blocks of
 // a group, its members, run through their passes in step, each in its element of the vector
 // registers, so a group is put together from blocks of about the same number of passes and bytes.
-// It takes blocks with the default style and without a region of interest, which is nearly every
-// block there is; BlockDecoder takes all others.
+// It takes blocks of every style, but none with a region of interest, nor segments that end inside
+// a block from a source that is not in memory; BlockDecoder takes those.
 class GroupDecoder {
  public:
   static constexpr i32 kCapacity = 128;
@@ -57,10 +57,25 @@ class GroupDecoder {
     i32 passes = 0;
     i32 firstPlane = 0;
     u32 bytes = 0;
-    i64 fetched = -1;  // where its bytes begin among those fetched; below 0: in its chunks
+    i64 fetched = -1;          // where its bytes begin among those fetched; below 0: in its chunks
+    bool ownSegments = false;  // each of its chunks ends one
 
+    [[nodiscard]] i32 mostSegments() const { return ownSegments ? passes : 1; }
     [[nodiscard]] i32 lastPlane() const { return firstPlane - (passes + 1) / 3; }
   };
+
+  // A codeword segment, unstuffed.
+  struct Segment {
+    static constexpr u64 kNoEnd = ~u64{0};
+
+    const u8* bits;
+    const u64* borrows;
+    u64 length;
+    // Where the bits of its last byte begin: a pass that gets there is the last one in the segment.
+    // kNoEnd: the segment goes on to the end of the block.
+    u64 lastByte;
+  };
+  static const Segment kNoSegment;
 
   [[nodiscard]] bool fetch(Block& block, Stream& stream);
   [[nodiscard]] std::span<const u8> fetchedBytes(const Block& block) const {
@@ -78,6 +93,9 @@ class GroupDecoder {
   [[nodiscard]] bool ensure(i64 bytes);
   void markRealSamples(const Block* blocks, i32 count);
   void unstuff(const Block& block, i32 member, Stream& stream);
+  void beginSegments(u32 members);
+  [[nodiscard]] u32 atSegmentEnd(u32 members) const;
+  void runPass(i32 pass, u32 members);
   [[nodiscard]] GroupWord* words(i32 array) const { return memory_ + array * arrayWords_; }
 
   const GroupPasses* passes_ = nullptr;
@@ -92,6 +110,8 @@ class GroupDecoder {
   GroupWord* ones_ = nullptr;  // an array for each plane
   u8* bits_ = nullptr;
   u64* borrows_ = nullptr;
+  Segment* segments_ = nullptr;
+  const Segment* nextSegment_[kMembers] = {};
   u32* quads_ = nullptr;
   u8* fetched_ = nullptr;
   i64 fetchedBytes_ = 0;

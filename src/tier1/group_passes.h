@@ -77,10 +77,17 @@ struct GroupState {
 // One implementation of the passes. `members` has a bit for each member that takes part. The first
 // pass of a plane writes all of `ones`.
 struct GroupPasses {
-  void (*start)(GroupState& state);  // sets the contexts, and begins the codeword segments
+  void (*start)(GroupState& state);  // for new blocks, before the next two
+  void (*resetContexts)(GroupState& state, u32 members);
+  // Sets the registers for the segments that bits, length and the borrows tell of; fed is 0.
+  void (*beginSegments)(GroupState& state, u32 members);
+  // The bits of its segment that a member's decoder has in its code register by now.
+  u64 (*usedBits)(const GroupState& state, i32 member);
   void (*cleanup)(GroupState& state, u32 members);
   void (*significance)(GroupState& state, u32 members);
   void (*refinement)(GroupState& state, u32 members);
+  // Decodes the segmentation symbol behind a cleanup pass, and does not look at it.
+  void (*skipSymbol)(GroupState& state, u32 members);
   // Takes one member's coefficients out of its words, in the quads of BlockDecoder with no margin:
   // `planes` arrays of `ones`, the first for the bit plane `firstPlane`.
   void (*collect)(const GroupState& state, i32 member, const GroupWord* ones, i32 planes,

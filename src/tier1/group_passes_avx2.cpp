@@ -404,7 +404,7 @@ class Decoder {
     for (int i = 0; i < 4; ++i) contexts_[i] = unequal(contexts_[i], both(change, at[i]));
     return bit;
   }
-  WBX_INLINE Vector refine(const Constants& k, Vector place, Vector idle) {
+  WBX_INLINE Vector decideRefinement(const Constants& k, Vector place, Vector idle) {
     const Vector everywhere = _mm256_shuffle_epi8(place, get(k.spread));
     const Vector at = _mm256_cmpeq_epi8(everywhere, get(k.places[0]));
     const Vector element = either(place, get(k.byteOfElement));
@@ -807,25 +807,61 @@ void cleanupPass(GroupState& state, u32 members) {
                  : walk<CleanupPass<false>>(state, members);
 }
 
-void start(GroupState& state) {
-  alignas(32) u32 code[8] = {};
-  alignas(32) i32 fedBelow[8];
-  alignas(32) u32 contexts[4][8];
-  for (i32 i = 0; i < 8; ++i) {
-    // One bit, 0, stands above the first: T.800 C.3.5.
-    fedBelow[i] = 1 - 16;
-    refillOne(state, kOrder[i], code[i], fedBelow[i]);
-    // T.800 table D.7.
-    contexts[0][i] = 0x01010101 + 4;
-    contexts[1][i] = contexts[3][i] = 0x01010101;
-    contexts[2][i] = 0x01010101 + (3 << 8) + (46 << 16);
-  }
-  store(state.registers[kInterval].member, _mm256_set1_epi32(1 << 30));
-  store(state.registers[kCode].member, load(code));
-  store(state.registers[kFedBelow].member, load(fedBelow));
+void resetContexts(GroupState& state, u32 members) {
+  if (members == 0) return;
+  // T.800 table D.7.
+  constexpr u32 kInitial[4] = {0x01010101 + 4, 0x01010101, 0x01010101 + (3 << 8) + (46 << 16),
+                               0x01010101};
+  const Vector mask = narrow(membersMask(members));
+  const auto set = [mask](void* contexts, u32 value) {
+    store(contexts, choose(mask, _mm256_set1_epi32(static_cast<i32>(value)), load(contexts)));
+  };
   for (int i = 0; i < 4; ++i)
-    store(state.registers[kContexts + i / 2].member + 4 * (i % 2), load(contexts[i]));
-  store(state.registers[kRefinement].member, _mm256_set1_epi32(0x01010101));
+    set(state.registers[kContexts + i / 2].member + 4 * (i % 2), kInitial[i]);
+  set(state.registers[kRefinement].member, 0x01010101);
+}
+
+void beginSegments(GroupState& state, u32 members) {
+  if (members == 0) return;
+  Elements interval, code, fedBelow;
+  const auto registersOf = [&](Register each) { return state.registers[each].member; };
+  store(&interval, load(registersOf(kInterval)));
+  store(&code, load(registersOf(kCode)));
+  store(&fedBelow, load(registersOf(kFedBelow)));
+  for (i32 i = 0; i < 8; ++i) {
+    const i32 member = kOrder[i];
+    if ((members >> member & 1) == 0) continue;
+    // One bit, 0, stands above the first: T.800 C.3.5.
+    i32 below = 1 - 16;
+    interval.element[i] = 1 << 30;
+    code.element[i] = 0;
+    refillOne(state, member, code.element[i], below);
+    fedBelow.element[i] = static_cast<u32>(below);
+  }
+  store(registersOf(kInterval), get(interval));
+  store(registersOf(kCode), get(code));
+  store(registersOf(kFedBelow), get(fedBelow));
+}
+
+u64 usedBits(const GroupState& state, i32 member) {
+  Elements fedBelow;
+  store(&fedBelow, load(state.registers[kFedBelow].member));
+  // The order of the elements is its own inverse.
+  return state.fed.member[member] - fedBelow.element[kOrder[member]];
+}
+
+void start(GroupState& state) {
+  resetContexts(state, 0xFF);
+}
+
+// T.800 D.5.
+void skipSymbol(GroupState& state, u32 members) {
+  if (members == 0) return;
+  Decoder mq(state);
+  const Vector idle = without(_mm256_set1_epi32(-1), narrow(membersMask(members)));
+  const Vector place = either(get(kConstants.uniform), idle);
+  for (int bit = 0; bit < 4; ++bit) mq.decide(mq.constants(), place, _mm256_setzero_si256(), idle);
+  mq.finish();
 }
 
 // T.800 D.3.3.
@@ -854,7 +890,7 @@ void refinementPass(GroupState& state, u32 members) {
         const Vector idle = signMask(narrow(place));
         const Vector context =
             either(either(without(get(k.two), again), without(get(k.one), alone)), idle);
-        ones = ones | (sample & widen(mq.refine(k, context, idle)));
+        ones = ones | (sample & widen(mq.decideRefinement(k, context, idle)));
       } while (!isZeroAll(work));
       store(state.ones + i, ones);
     }
@@ -895,6 +931,8 @@ void collect(const GroupState& state, i32 member, const GroupWord* ones, i32 pla
 
 }  // namespace
 
-const GroupPasses kGroupPasses = {start, cleanupPass, significancePass, refinementPass, collect};
+const GroupPasses kGroupPasses = {start,          resetContexts, beginSegments,
+                                  usedBits,       cleanupPass,   significancePass,
+                                  refinementPass, skipSymbol,    collect};
 
 }  // namespace wbx::avx2

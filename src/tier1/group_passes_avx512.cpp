@@ -243,7 +243,7 @@ class Decoder {
   }
 
   // Each decides one bit in the members of `active`; the others stay as they are and give 0.
-  WBX_INLINE Mask significant(Vector context, Mask active) {
+  WBX_INLINE Mask decideSignificance(Vector context, Mask active) {
     const Vector byte =
         _mm512_maskz_permutex2var_epi8(kFirstBytes, zeroCoding_, context, runLength_);
     Vector change;
@@ -255,7 +255,7 @@ class Decoder {
     return bit;
   }
   // T.800 D.3.2, from two words that have the sample at bit 63.
-  WBX_INLINE Mask negative(Vector significantAround, Vector negativeAround, Mask active) {
+  WBX_INLINE Mask decideSign(Vector significantAround, Vector negativeAround, Mask active) {
     const Vector shifts = all(k.signShifts);
     Vector taps = _mm512_multishift_epi64_epi8(shifts, significantAround);
     taps = _mm512_mask_multishift_epi64_epi8(taps, kSecondHalves, shifts, negativeAround);
@@ -270,14 +270,14 @@ class Decoder {
     sign_ = _mm512_xor_si512(sign_, toPlace(change, context));
     return _kxor_mask8(bit, flip);
   }
-  WBX_INLINE Mask refine(Vector context, Mask active) {
+  WBX_INLINE Mask decideRefinement(Vector context, Mask active) {
     const Vector byte = _mm512_maskz_shuffle_epi8(kFirstBytes, refinement_, context);
     Vector change;
     const Mask bit = decide(byte, active, &change);
     refinement_ = _mm512_xor_si512(refinement_, toPlace(change, context));
     return bit;
   }
-  WBX_INLINE Mask uniform(Mask active) {
+  WBX_INLINE Mask decideUniform(Mask active) {
     const Mask lps = split(_mm512_maskz_mov_epi64(active, all(k.uniform)), active).lps;
     feed();
     return lps;
@@ -401,7 +401,7 @@ struct Word {
 WBX_INLINE void makeSignificant(Decoder& mq, Word& word, Vector sample, Vector around, Vector turn,
                                 Mask hit) {
   word.significant = _mm512_mask_or_epi64(word.significant, hit, word.significant, sample);
-  const Mask minus = mq.negative(around, _mm512_rolv_epi64(word.negative, turn), hit);
+  const Mask minus = mq.decideSign(around, _mm512_rolv_epi64(word.negative, turn), hit);
   word.negative = _mm512_mask_or_epi64(word.negative, minus, word.negative, sample);
 }
 
@@ -430,22 +430,42 @@ void findSignificant(GroupState& state, u32 members, Body body) {
   mq.finish();
 }
 
+void resetContexts(GroupState& state, u32 members) {
+  const auto set = [&](Register contexts, u64 value) {
+    _mm512_mask_storeu_epi64(&state.registers[contexts], static_cast<Mask>(members), all(value));
+  };
+  set(kZeroCoding, 4);      // T.800 table D.7: state 4 for label 0,
+  set(kRunLength, 3 << 8);  // 3 for the run length
+  set(kSign, 0);
+  set(kRefinement, 0);
+}
+
+void beginSegments(GroupState& state, u32 members) {
+  if (members == 0) return;
+  const Mask begin = static_cast<Mask>(members);
+  const auto registerWith = [&](Register each, u64 value) {
+    return _mm512_mask_mov_epi64(load(&state.registers[each]), begin, all(value));
+  };
+  // One bit, 0, stands above the first: T.800 C.3.5.
+  const Registers r =
+      refill(state, registerWith(kCode, 0), registerWith(kFedBelow, static_cast<u64>(i64{1} - 16)));
+  store(&state.registers[kInterval], registerWith(kInterval, u64{1} << 63));
+  store(&state.registers[kCode], r.c);
+  store(&state.registers[kFedBelow], r.ct);
+}
+
+u64 usedBits(const GroupState& state, i32 member) {
+  return state.fed.member[member] - state.registers[kFedBelow].member[member];
+}
+
 void start(GroupState& state) {
-  store(&state.registers[kZeroCoding], all(4));      // T.800 table D.7: state 4 for label 0,
-  store(&state.registers[kRunLength], all(3 << 8));  // 3 for the run length
-  store(&state.registers[kSign], _mm512_setzero_si512());
-  store(&state.registers[kRefinement], _mm512_setzero_si512());
+  resetContexts(state, 0xFF);
   for (i32 member = 0; member < GroupWord::kMembers; ++member) {
     const GroupZeroCoding& coding = groupZeroCoding(state.orientation[member]);
     state.registers[kZeroShifts].member[member] = coding.taps.shifts();
     state.registers[kZeroWeights].member[member] = coding.taps.weights();
     state.registers[kZeroMinuends].member[member] = coding.minuends();
   }
-  // One bit, 0, stands above the first: T.800 C.3.5.
-  const Registers r = refill(state, _mm512_setzero_si512(), all(static_cast<u64>(i64{1} - 16)));
-  store(&state.registers[kInterval], all(u64{1} << 63));
-  store(&state.registers[kCode], r.c);
-  store(&state.registers[kFedBelow], r.ct);
 }
 
 // T.800 D.3.1.
@@ -460,7 +480,7 @@ void significancePass(GroupState& state, u32 members) {
       const Vector sample = _mm512_srlv_epi64(all(k.top), zeros);
       work = _mm512_andnot_si512(sample, work);
       const Vector around = _mm512_rolv_epi64(word.significant, zeros);
-      const Mask hit = mq.significant(mq.zeroCodingContext(around), active);
+      const Mask hit = mq.decideSignificance(mq.zeroCodingContext(around), active);
       if (hit == 0) continue;
       // Samples behind this one join the pass; those before it wait for the cleanup pass.
       const Vector later = _mm512_srlv_epi64(all(k.later), zeros);
@@ -497,7 +517,7 @@ void refinementPass(GroupState& state, u32 members) {
           const Vector context =
               mq.refinementContext(_mm512_test_epi64_mask(firstWithNeighbour, sample),
                                    _mm512_test_epi64_mask(refined, sample));
-          const Mask one = mq.refine(context, active);
+          const Mask one = mq.decideRefinement(context, active);
           ones = _mm512_mask_or_epi64(ones, one, ones, sample);
           active = nonZero(work);
         } while (active != 0);
@@ -526,12 +546,12 @@ void cleanupPass(GroupState& state, u32 members) {
           _mm512_mask_testn_epi64_mask(_mm512_test_epi64_mask(sample, all(k.firstRow)),
                                        _mm512_rolv_epi64(neighboured, zeros), all(k.topColumn));
       const Vector context = mq.orRunLength(mq.zeroCodingContext(around), run);
-      const Mask hit = mq.significant(context, active);
+      const Mask hit = mq.decideSignificance(context, active);
       const Mask broken = _kand_mask8(run, hit);
       Vector last = _mm512_mask_srli_epi64(sample, run, sample, 3);  // that is done with
       if (broken != 0) {
-        const Mask high = mq.uniform(broken);
-        const Mask low = mq.uniform(broken);
+        const Mask high = mq.decideUniform(broken);
+        const Mask low = mq.decideUniform(broken);
         Vector rows = _mm512_maskz_mov_epi64(high, all(k.two));
         rows = _mm512_mask_add_epi64(rows, low, rows, all(k.one));
         zeros = _mm512_add_epi64(zeros, rows);
@@ -549,6 +569,14 @@ void cleanupPass(GroupState& state, u32 members) {
     store(state.ones + i, _mm512_or_si512(load(state.ones + i), found));
     return true;
   });
+}
+
+// T.800 D.5.
+void skipSymbol(GroupState& state, u32 members) {
+  if (members == 0) return;
+  Decoder mq(state);
+  for (int bit = 0; bit < 4; ++bit) mq.decideUniform(static_cast<Mask>(members));
+  mq.finish();
 }
 
 void collect(const GroupState& state, i32 member, const GroupWord* ones, i32 planes, i32 firstPlane,
@@ -581,6 +609,8 @@ void collect(const GroupState& state, i32 member, const GroupWord* ones, i32 pla
 
 }  // namespace
 
-const GroupPasses kGroupPasses = {start, cleanupPass, significancePass, refinementPass, collect};
+const GroupPasses kGroupPasses = {start,          resetContexts, beginSegments,
+                                  usedBits,       cleanupPass,   significancePass,
+                                  refinementPass, skipSymbol,    collect};
 
 }  // namespace wbx::avx512

@@ -143,8 +143,9 @@ class CaseMaker {
     if (below(2) == 0) passes = std::min(passes, 10);
     profile_ = below(5);
     if (terminates && below(3) == 0) {
+      const bool regular = below(2) == 0;
       for (; passes > 0; --passes)
-        c.block.chunks.push_back({data(below(bytes) / 2), 1, below(5) != 0});
+        c.block.chunks.push_back({data(below(bytes) / 2), 1, regular || below(5) != 0});
       return;
     }
     while (passes > 0) {

@@ -171,24 +171,24 @@ TEST_F(Blocks, OfCorruptDataMatch) {
   expectSame(c);
 }
 
-// What would need another segment, other contexts or another plane is left to the other decoder.
-TEST_F(Blocks, GoToAGroupIfTheyAreOfTheDefaultKind) {
+// What would need another plane, or another look at its source, is left to the other decoder.
+TEST_F(Blocks, GoToAGroupIfItCanTakeThem) {
   static const GroupPasses passes = {};
   struct Kind {
     bool taken;
     i32 roiShift, style, zeroPlanes;
     bool endsSegment = false;
     size_t bytes = 3;
+    Home home = Home::kInline;
   };
   constexpr Kind kKinds[] = {{true, 0, 0, 0},
-                             {true, 0, kStylePterm, 7},
+                             {true, 0, kStyleReset | kStyleSegsym, 7},
                              {false, 1, 0, 0},
-                             {false, 0, kStyleReset, 0},
-                             {false, 0, kStyleTermall, 0},
-                             {false, 0, kStyleSegsym, 0},
                              {false, 0, 0, 8},  // no plane is left
                              {false, 0, 0, -3},
-                             {false, 0, 0, 0, true},
+                             {true, 0, kStyleTermall, 0, true, 3, Home::kMemory},
+                             {false, 0, kStyleTermall, 0, true, 3, Home::kCallbacks},
+                             {true, 0, 0, 0, false, 3, Home::kCallbacks},
                              {true, 0, 0, 0, false, 65536},
                              {false, 0, 0, 0, false, 65537}};
   for (const Kind& kind : kKinds) {
@@ -198,7 +198,7 @@ TEST_F(Blocks, GoToAGroupIfTheyAreOfTheDefaultKind) {
     c.block.zeroPlanes = kind.zeroPlanes;
     c.style = static_cast<u8>(kind.style);
     c.block.chunks.push_back({std::vector<u8>(kind.bytes), 4, kind.endsSegment});
-    PacketedBlocks blocks({c}, Home::kInline);
+    PacketedBlocks blocks({c}, kind.home);
     const BlockBand band = c.band();
     group_->clear();
     group_->setPasses(&passes);
