@@ -1,7 +1,8 @@
 """Builds the library with CMake into the package: one wheel for every Python 3 of the platform.
 
 The sources of the library are those of the repository around this folder, or the copy of them that a source
-distribution carries. WBX_BUILD names a folder to build in, which then stays.
+distribution carries. WBX_BUILD names a folder to build in, which then stays. WBX_LIBRARY=system leaves the library
+out, for packages of a system that has it in a place of its own.
 """
 
 import os
@@ -18,6 +19,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 CARRIED = os.path.join(HERE, "library")
 SOURCES = CARRIED if os.path.isdir(CARRIED) else os.path.dirname(os.path.dirname(HERE))
 LIBRARY = "libwbx-codec.so.1"
+CARRIES_LIBRARY = os.environ.get("WBX_LIBRARY") != "system"
 
 # So that the wheel needs nothing but the C library; without symbols.
 LINK_OPTIONS = "-static-libstdc++ -static-libgcc -Wl,-s"
@@ -38,6 +40,8 @@ def build_library(build):
 class BuildWithLibrary(build_py):
     def run(self):
         super().run()
+        if not CARRIES_LIBRARY:
+            return
         target = os.path.join(self.build_lib, "wbx", LIBRARY)
         with tempfile.TemporaryDirectory() as scratch:
             shutil.copyfile(build_library(os.environ.get("WBX_BUILD") or scratch), target)
@@ -66,7 +70,7 @@ class WheelOfPlatform(bdist_wheel):
 
 class WithLibrary(Distribution):
     def has_ext_modules(self):
-        return True
+        return CARRIES_LIBRARY
 
 
 setup(
