@@ -33,7 +33,7 @@ def own_array(content):
 
 
 def race(ours, own, turns):
-    """The best processor times of this thread, in milliseconds."""
+    """The best processor times of all threads, in milliseconds."""
     best = [float("inf")] * 2
     for _ in range(turns):
         for number, work in enumerate((ours, own)):

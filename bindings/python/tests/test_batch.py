@@ -6,9 +6,11 @@ import shutil
 import signal
 import subprocess
 import sys
+from pathlib import Path
 
 import numpy as np
 import pytest
+import zarr
 from distributed import Client, LocalCluster
 from PIL import Image
 
@@ -66,24 +68,30 @@ def test_two_hundred_files_and_a_killed_worker(client, data, accepted, refused, 
     left, shown = 200 - len(again.done), []
     batch.run(client, files, plan, again, shown.append)
     again.close()
-    assert 0 < left < 200 and len(shown) == left
+    assert 0 < left < 200 and shown == list(range(200 - left, 201))
     assert sorted(row["file"] for row in rows_of(tmp_path / "report.csv")) == sorted(files)
 
 
-def test_a_huge_file_in_rows_of_tiles(client, large_file, tmp_path):
-    plan = batch.Plan(str(tmp_path), "npy", level=1, huge=1000)
-    report = batch._Report(str(tmp_path / "report.csv"))
-    batch.run(client, [str(large_file)], plan, report)
-    report.close()
-    (row,) = rows_of(tmp_path / "report.csv")
-    assert row["code"] == "0" and (np.load(row["result"]) == wbx.imread(large_file, level=1)).all()
-    assert sorted(os.listdir(tmp_path)) == sorted([os.path.basename(row["result"]), "report.csv"])
+@pytest.mark.parametrize("huge", [1000, 2**28])
+@pytest.mark.parametrize("name, format, level", [("large", "npy", 1), ("large", "zarr", 1), ("tiles_offset.j2k", "zarr", 0)])
+def test_files_in_rows_of_tiles_and_in_chunks(client, large_file, data, tmp_path, name, format, level, huge):
+    path = large_file if name == "large" else data / name
+    plan = batch.Plan(str(tmp_path), format, level=level, huge=huge)
+    for again in range(2):  # over the first result
+        report = batch._Report(str(tmp_path / ("report%d.csv" % again)))
+        batch.run(client, [str(path)], plan, report)
+        report.close()
+    (row,) = rows_of(tmp_path / "report0.csv")
+    result = np.load(row["result"]) if format == "npy" else zarr.open(row["result"], "r")
+    expected = wbx.imread(path, level=level)
+    assert row["code"] == "0" and result.dtype == expected.dtype and (result[...] == expected).all()
+    assert len(os.listdir(tmp_path)) == 3
 
 
 def test_the_program(data, tmp_path):
     listed = tmp_path / "list.txt"
     listed.write_text("%s\n%s\n" % (data / "rgb_plain.j2k", data / "none.jp2"))
-    command = [sys.executable, "-m", "wbx.batch", "--workers", "1", "--fit", "10", "--to", tmp_path / "out"]
+    command = [Path(sys.executable).with_name("wbx-batch"), "--workers", "1", "--fit", "10", "--to", tmp_path / "out"]
     command += ["--report", tmp_path / "report.csv", "@%s" % listed]
     assert subprocess.run(command, timeout=60).returncode == 1
     done, failed = sorted(rows_of(tmp_path / "report.csv"), key=lambda row: row["code"], reverse=True)

@@ -3,19 +3,26 @@
     wbx-batch --workers 4 --fit 512 --to thumbnails --report report.csv scans/*.jp2
     wbx-batch --scheduler tcp://head:8786 --format npy --to /shared/arrays --report report.csv @list.txt
 
-A file is one task, or several if it is huge and tiled: one for each row of tiles, into one .npy file. Every file
-gets one line in the report: file, code (0 for success), text, result, width, height, components. A second run
-with the same report goes on where the first one stopped. Each result is written beside its name and then
+A file is one task. A huge one in tiles that goes to npy or zarr is several: one for each row of tiles. Every
+file gets one line in the report: file, code (0 for success), text, result, width, height, components. A second
+run with the same report goes on where the first one stopped. Each result is written beside its name and then
 renamed, so that a task that is done twice, after the death of a worker, leaves one whole result.
+
+Of the formats, npy and zarr hold the samples of `Image.decode`; png holds samples that fill 8 or 16 bits. A zarr
+result is a folder, an array of version 2 of that format: `.zarray` is JSON with the shape, and each file "R.C.0"
+holds the samples of one tile, or of several small ones, uncompressed. Those of the last row and column are as
+large as the others, with zeros beyond the picture.
 """
 
 import argparse
 import csv
 import hashlib
 import importlib
+import json
 import os
+import shutil
 import sys
-from typing import Any, Dict, Iterable, Iterator, List, NamedTuple, Optional, Sequence, Set, TextIO
+from typing import Any, Dict, Iterable, Iterator, List, NamedTuple, Optional, Sequence, Set, TextIO, Tuple
 
 from . import errors
 from ._image import open as open_image
@@ -24,6 +31,7 @@ COLUMNS = ("file", "code", "text", "result", "width", "height", "components")
 NO_CODE = -1  # of a failure that the library did not report
 
 _HUGE = 2**28  # bytes of a picture that is decoded in rows of tiles
+_SMALL_TILE = 256  # rows or columns; smaller tiles share a chunk
 _MOST_TASKS = 1000  # that wait on the scheduler at a time
 _RETRIES = 10  # deaths of workers that a task outlives
 
@@ -64,19 +72,78 @@ def _failure(path: str, error: Exception) -> Dict[str, Any]:
     return _row(path, code, text)
 
 
-def _write(array: Any, target: str) -> None:
-    """Writes a picture whole or not at all."""
+def _beside(target: str) -> str:
+    return "%s.%d" % (target, os.getpid())
+
+
+def _remove(result: str) -> None:
+    if os.path.isdir(result):
+        shutil.rmtree(result)
+    else:
+        os.unlink(result)
+
+
+def _rename(beside: str, target: str) -> None:
+    """Puts a file or folder in the place of an older one."""
+    if os.path.isdir(target):
+        _remove(target)
+    os.replace(beside, target)
+
+
+def _write_file(array: Any, target: str) -> None:
+    """Writes a picture as .npy or .png, whole or not at all."""
     import numpy
     from PIL import Image
 
-    beside = "%s.%d" % (target, os.getpid())
+    beside = _beside(target)
     with open(beside, "wb") as file:
         if target.endswith(".npy"):
             numpy.save(file, array)
         else:
             bytes_only = array if array.dtype == numpy.uint8 or array.shape[2] == 1 else (array >> 8).astype("uint8")
             Image.fromarray(bytes_only[..., 0] if array.shape[2] == 1 else bytes_only).save(file, "png")
-    os.replace(beside, target)
+    _rename(beside, target)
+
+
+def _chunk(image: Any, level: int) -> Tuple[int, int]:
+    """(rows, columns) of a tile at a level, or of several small ones."""
+    down, across = image.tiles
+    # The first tile can be smaller than the next one, when the grid begins above or left of the picture.
+    second = min(1, down - 1) * across + min(1, across - 1)
+    sizes = zip(image.decoded_size(0, level), image.decoded_size(second, level))
+    columns, rows = (max(1, *pair) for pair in sizes)
+    return rows * max(1, _SMALL_TILE // rows), columns * max(1, _SMALL_TILE // columns)
+
+
+def _make_zarr(folder: str, image: Any, level: int) -> None:
+    """A zarr folder without chunks."""
+    width, height = image.size(level)
+    about = {
+        "zarr_format": 2,
+        "shape": [height, width, image.components],
+        "chunks": [*_chunk(image, level), image.components],
+        "dtype": image.dtype.str,
+        "order": "C",
+        "fill_value": 0,
+        "compressor": None,
+        "filters": None,
+    }
+    os.makedirs(folder, exist_ok=True)
+    with open(os.path.join(folder, ".zarray"), "w", encoding="ascii") as file:
+        json.dump(about, file, indent=1)
+
+
+def _write_chunks(folder: str, array: Any, first: int, chunk: Tuple[int, int]) -> None:
+    """Writes rows of chunks, of which the uppermost has the number `first`."""
+    import numpy
+
+    rows, columns = chunk
+    for top in range(0, array.shape[0], rows):
+        for left in range(0, array.shape[1], columns):
+            part = array[top : top + rows, left : left + columns]
+            whole = numpy.zeros((rows, columns, array.shape[2]), array.dtype)
+            whole[: part.shape[0], : part.shape[1]] = part
+            whole.tofile(os.path.join(folder, "%d.%d.0" % (first + top // rows, left // columns)))
 
 
 def _scaled(array: Any, precision: int) -> Any:
@@ -94,11 +161,15 @@ def do_file(path: str, plan: Plan) -> Dict[str, Any]:
             width, height = image.size(level)
             shape = height, width, image.components
             size = height * width * image.components * image.dtype.itemsize
-            if plan.format == "npy" and size > plan.huge and image.tiles.down > 1:
-                _reserve(target, shape, image.dtype)
-                return dict(_row(path, 0, "", target, shape), rows=image.tiles.down)
+            if plan.format != "png" and size > plan.huge and image.tiles.down > 1:
+                return dict(_row(path, 0, "", target, shape), rows=_reserve(target, image, level))
             array = image.decode(level=level)
-            _write(_scaled(array, image.precision) if plan.format == "png" else array, target)
+            if plan.format == "zarr":
+                _make_zarr(_beside(target), image, level)
+                _write_chunks(_beside(target), array, 0, _chunk(image, level))
+                _rename(_beside(target), target)
+            else:
+                _write_file(_scaled(array, image.precision) if plan.format == "png" else array, target)
         return _row(path, 0, "", target, shape)
     except Exception as error:
         return _failure(path, error)
@@ -108,13 +179,18 @@ def _partial(target: str) -> str:
     return target + ".partial"
 
 
-def _reserve(target: str, shape: Sequence[int], dtype: Any) -> None:
-    """An empty .npy file of the shape, for the rows of tiles of a huge picture."""
+def _reserve(target: str, image: Any, level: int) -> int:
+    """An empty result for the rows of tiles of a huge picture. Returns the number of rows."""
     npy: Any = importlib.import_module("numpy.lib.format")
 
-    beside = "%s.%d" % (target, os.getpid())
-    npy.open_memmap(beside, mode="w+", dtype=dtype, shape=tuple(shape)).flush()
-    os.replace(beside, _partial(target))
+    width, height = image.size(level)
+    rows, _ = _chunk(image, level)
+    if target.endswith(".zarr"):
+        _make_zarr(_beside(target), image, level)
+    else:
+        npy.open_memmap(_beside(target), "w+", image.dtype, (height, width, image.components)).flush()
+    _rename(_beside(target), _partial(target))
+    return int(-(-height // rows))
 
 
 def do_rows(path: str, plan: Plan, row: int) -> Dict[str, Any]:
@@ -122,14 +198,18 @@ def do_rows(path: str, plan: Plan, row: int) -> Dict[str, Any]:
     try:
         npy: Any = importlib.import_module("numpy.lib.format")
 
+        target = _partial(result_of(path, plan))
         with open_image(path) as image:
-            level, across = _level(image, plan), image.tiles.across
-            top = image.decoded_size(range(row * across), level)[1] if row else 0
-            tiles = range(row * across, (row + 1) * across)
-            bottom = top + image.decoded_size(tiles, level)[1]
-            whole = npy.open_memmap(_partial(result_of(path, plan)), mode="r+")
-            if bottom > top:
-                whole[top:bottom] = image.decode(tiles=tiles, level=level)
+            level = _level(image, plan)
+            width, height = image.size(level)
+            chunk = _chunk(image, level)
+            top = row * chunk[0]
+            array = image.decode(level=level, region=(0, top, width, min(top + chunk[0], height)))
+        if plan.format == "zarr":
+            _write_chunks(target, array, row, chunk)
+        else:
+            whole = npy.open_memmap(target, "r+")
+            whole[top : top + array.shape[0]] = array
             whole.flush()
         return _row(path)
     except Exception as error:
@@ -175,10 +255,11 @@ class _Huge:
         self.left: int = row["rows"]
 
     def end(self) -> None:
+        partial = _partial(self.row["result"])
         if self.row["code"] == 0:
-            os.replace(_partial(self.row["result"]), self.row["result"])
+            _rename(partial, self.row["result"])
         else:
-            os.unlink(_partial(self.row["result"]))
+            _remove(partial)
             self.row.update(result="", width="", height="", components="")
 
 
@@ -187,6 +268,7 @@ def run(client: Any, files: Iterable[str], plan: Plan, report: _Report, show: An
     from distributed import as_completed
 
     os.makedirs(plan.folder, exist_ok=True)
+    show(len(report.done))
     seen = set(report.done)
     waiting: Iterator[str] = iter(files)
     running: Dict[str, str] = {}
@@ -264,7 +346,7 @@ def _arguments(arguments: Optional[Sequence[str]]) -> argparse.Namespace:
     size = parser.add_mutually_exclusive_group()
     size.add_argument("--level", type=int, metavar="N", help="resolution, 0 for full size")
     size.add_argument("--fit", type=int, metavar="N", help="the lowest resolution with N pixels on the longer side")
-    parser.add_argument("--format", choices=("png", "npy"), default="png")
+    parser.add_argument("--format", choices=("png", "npy", "zarr"), default="png")
     parser.add_argument("--to", required=True, metavar="FOLDER", help="where the results go")
     parser.add_argument("--report", required=True, metavar="CSV")
     parser.add_argument("files", nargs="+", metavar="FILE|@LIST")
