@@ -108,35 +108,33 @@ void addWords(const Kernels& set) {
       [=, &set] { set.joinWords((*out)[0], (*out)[1], (*out)[2], kWidth, (*pixels)[0]); });
 }
 
-template <class Lane>
-struct DiscardingSink {
-  Lane* target(i32, Lane* slot) const { return slot; }
-  void done(i32, const Lane* lanes) const { benchmark::DoNotOptimize(lanes); }
-};
-
-// One whole level of the wavelet, from the plane to rows that go nowhere.
+// One whole level of the wavelet, from rows of its bands to rows that go nowhere.
 template <class K>
 void synthesisLevel(benchmark::State& state, const Kernels& set) {
   using Lane = typename K::Lane;
-  const auto width = static_cast<i32>(state.range(0)), height = width;
-  TileComponent component;
-  Resolution resolution;
-  component.resolutions = &resolution;
-  resolution.rect = Rect{0, 0, static_cast<u16>(width), static_cast<u16>(height)};
-  WorkingPlane plane;
-  bool grew = false;
-  if (!plane.ensure(width, height, sizeof(Lane), 8, &grew)) return;
-  plane.layOut(component, 0);
-  const auto level = plane.level<Lane>(0);
-  Rows<Lane> noise(1, width);
-  for (i32 y = 0; y < height; ++y) std::copy_n(noise[0], width, level.row(y));
-  const DiscardingSink<Lane> sink;
+  const auto side = static_cast<u16>(state.range(0));
+  const LevelShape shape(Rect{0, 0, side, side});
+  Workspace<Lane> space;
+  const auto carve = [&](Carver carver) {
+    Lane* scratch = carver.take<Lane>(Workspace<Lane>::scratchLanes(side));
+    space.carve(carver, side, scratch);
+    return carver.used();
+  };
+  std::vector<u8> memory(static_cast<size_t>(carve(Carver(nullptr))));
+  (void)carve(Carver(memory.data()));
+  Rows<Lane> noise(side, side);
   forceKernels(&set);
   for (auto _ : state) {
-    synthesise<K>(level, plane.workspace<Lane>(), sink, [] { return false; });
+    Synthesis<K> synthesis(shape, space);
+    for (i32 y = 0; y < side; ++y) {
+      benchmark::DoNotOptimize(synthesis.nextRow([&](i32 planar) {
+        const Lane* low = noise[static_cast<size_t>(planar)];
+        return PlanarRow<Lane>{low, low + shape.lowColumns(), side, 0};
+      }));
+    }
   }
   forceKernels(nullptr);
-  state.SetItemsProcessed(state.iterations() * width * height);
+  state.SetItemsProcessed(state.iterations() * side * side);
 }
 
 template <class K>

@@ -7,7 +7,7 @@
 #include "engine/kernel53.h"
 #include "engine/kernels.h"
 #include "engine/synthesis.h"
-#include "engine/working_plane.h"
+#include "engine/working_area.h"
 #include "engine16/kernel97_float.h"
 #include "engine8/kernel97_fixed.h"
 #include "plain_synthesis.h"
@@ -52,21 +52,6 @@ class Lanes {
 struct Shape {
   Rect rect;
   i32 shift = 0;
-  bool inPlace = false;
-};
-
-template <class Lane>
-struct Sink {
-  Level<Lane> level;
-  bool inPlace;
-  Plane<Lane>& result;
-  i32 next = 0;
-
-  Lane* target(i32 y, Lane* scratch) const { return inPlace ? level.row(y) : scratch; }
-  void done(i32 y, const Lane* lanes) {
-    require(y == next++, "rows out of order");
-    for (i32 x = 0; x < result.width; ++x) result.at(x, y) = lanes[x];
-  }
 };
 
 bool sameLane(f32 a, f32 b) {
@@ -80,36 +65,31 @@ template <class K>
 Plane<typename K::Lane> synthesiseByLibrary(const Plane<typename K::Lane>& input,
                                             const Shape& shape) {
   using Lane = typename K::Lane;
-  WorkingPlane plane;
-  bool grew = false;
-  require(plane.ensure(input.width, input.height, sizeof(Lane), 18, &grew), "no working plane");
-  Resolution resolutions[2];
-  resolutions[0].rect = halveRect(shape.rect);
-  resolutions[1].rect = shape.rect;
-  TileComponent component;
-  component.rect = shape.rect;
-  component.resolutionCount = 2;
-  component.resolutions = resolutions;
-  plane.layOut(component, 1);
-  const Level<Lane> level = plane.level<Lane>(1);
-  for (i32 y = 0; y < input.height; ++y) {
-    for (i32 x = 0; x < input.width; ++x) {
-      const bool high = ((x + level.parityX) & 1) != 0;
-      const i32 at =
-          high ? level.lowColumns + (x - (1 - level.parityX)) / 2 : (x - level.parityX) / 2;
-      level.row(y)[at] = input.at(x, y);
-    }
-  }
+  const LevelShape level(shape.rect);
+  Workspace<Lane> space;
+  const auto carve = [&](Carver carver) {
+    Lane* scratch = carver.take<Lane>(Workspace<Lane>::scratchLanes(level.width));
+    space.carve(carver, level.width, scratch);
+    return carver.used();
+  };
+  std::vector<u8> memory(static_cast<size_t>(carve(Carver(nullptr))));
+  (void)carve(Carver(memory.data()));
+
+  // Each row of the bands is there only until the next one.
+  std::vector<Lane> low, high;
+  i32 asked = 0;
+  const auto planarRow = [&](i32 y) {
+    require(y == asked++, "rows out of order");
+    low.clear();
+    high.clear();
+    for (i32 x = 0; x < input.width; ++x)
+      (((x + level.parityX) & 1) != 0 ? high : low).push_back(input.at(x, y));
+    return PlanarRow<Lane>{low.data(), high.data(), level.width, level.parityX};
+  };
   Plane<Lane> result(input.width, input.height);
-  Sink<Lane> sink{level, shape.inPlace, result};
-  synthesise<K>(level, plane.workspace<Lane>(), sink, [] { return false; });
-  require(sink.next == input.height, "rows are missing");
-  if (shape.inPlace) {
-    for (i32 y = 0; y < input.height; ++y) {
-      for (i32 x = 0; x < input.width; ++x)
-        require(sameLane(level.row(y)[x], result.at(x, y)), "a row was changed behind its end");
-    }
-  }
+  Synthesis<K> synthesis(level, space);
+  for (i32 y = 0; y < input.height; ++y)
+    std::copy_n(synthesis.nextRow(planarRow), input.width, &result.at(0, y));
   return result;
 }
 
@@ -140,7 +120,6 @@ void run(Decisions in) {
   shape.rect.y0 = (kind >> 5) & 1;
   shape.rect.x1 = static_cast<u16>(shape.rect.x0 + width);
   shape.rect.y1 = static_cast<u16>(shape.rect.y0 + height);
-  shape.inPlace = (kind & 64) != 0;
   shape.shift = in.below(32);
   Lanes lanes(in);
   switch (kind & 3) {

@@ -30,8 +30,8 @@ i32 Decoder::readIndex() {
 }
 
 Decoder::~Decoder() {
-  engine8.freePlane();
-  engine16.freePlane();
+  engine8.freeArea();
+  engine16.freeArea();
   index.tileTable = {};
   outputPlan = {};
   stream->close();

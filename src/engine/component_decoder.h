@@ -22,22 +22,28 @@ constexpr i32 bandNumber(i32 resolution, i32 place) {
 }
 
 // K is the wavelet kernel of the component.
+//
+// The rows of the output are asked for one by one, and each asks for the rows that it is made from:
+// a level for rows of the level below and of its subbands, a subband for code blocks. Of a subband
+// only a few rows of code blocks are in work at a time. When one of them has come to their end,
+// each subband that has room takes its next ones, so that many are decoded together.
 template <class Traits, class K>
 class ComponentDecoder {
  public:
-  ComponentDecoder(const EngineContext& context, const ScanlineWriter& output, WorkingPlane& plane,
+  ComponentDecoder(const EngineContext& context, const ScanlineWriter& output, WorkingArea& area,
                    const Tile& tile, i32 index)
       : context_(context),
-        plane_(plane),
+        area_(area),
         tile_(tile),
         component_(tile.components[index]),
         coding_(tile.style.component[index]),
         last_(coding_.resolutions - context.options->res_level - 1),
+        decoded_(context.options->video == 1 && last_ > 0 ? last_ - 1 : last_),
         size_(component_.resolutions[last_].rect),
         writer_(output, {index, size_.width(), size_.height(), component_.xStep, component_.yStep},
                 reduceRect(tile.rect, context.options->res_level), *context.options) {}
 
-  // Returns 0, 2 when the working plane cannot be had, or the block decoder's code.
+  // Returns 0, 2 when the working area cannot be had, or the block decoder's code.
   [[nodiscard]] i32 decode();
   void clearAbsent() const { writer_.clearAbsent(); }
 
@@ -45,98 +51,178 @@ class ComponentDecoder {
   using Lane = typename K::Lane;
   using Writer = RowWriter<typename Traits::Format, K>;
 
-  // A subband on its way into the plane.
-  struct Target {
-    BlockBand band;
+  // A subband in work.
+  struct Band {
+    BlockBand coding;
     typename Traits::template Dequantizer<K> dequantizer;
-    BandPlace<Lane> place;
+    BandWindow<Lane> window;
+    i32 reached;  // the first row that is not decoded yet, in coordinates of the subband
 
     void transfer(const DecodedBlock& block) const {
-      transferBlock(block, reconstructionPoint(block.lastPlane, band.roiShift), dequantizer, place);
-    }
-    void clear(const Rect& rect) const {
-      clearLanes(place.at(rect.x0, rect.y0), place.rowPitch, rect.width(), rect.height());
+      transferBlock(block, reconstructionPoint(block.lastPlane, coding.roiShift), dequantizer,
+                    window);
     }
   };
 
-  // Rows of a level below the last one stay in the plane, in their own place.
-  struct PlaneSink {
-    Level<Lane> level;
-
-    Lane* target(i32 y, Lane*) const { return level.row(y); }
-    void done(i32, const Lane*) const {}
+  // Rows of a subband, in its coordinates.
+  struct RowRange {
+    i32 first, end;
   };
 
-  // Rows of the last level go straight to the output.
-  struct WriterSink {
-    const Writer& writer;
+  void makeBands();
+  [[nodiscard]] Band makeBand(i32 resolution, const Subband& subband, i32 number) const;
+  [[nodiscard]] i64 rowsInWork(i32 resolution, i32 blockHeight) const;
+  [[nodiscard]] bool readsAreSeen() const;
+  [[nodiscard]] i64 carve(Carver area);
+  [[nodiscard]] bool ensureArea();
 
-    Lane* target(i32, Lane* scratch) const { return scratch; }
-    void done(i32 y, const Lane* lanes) const { writer.write(y, lanes); }
-  };
-
-  [[nodiscard]] bool ensurePlane();
-  [[nodiscard]] i32 decodeBlocks(i32 last);
-  void setTarget(i32 resolution, i32 place);
-  [[nodiscard]] BandPlace<Lane> placeOf(const Subband& subband, i32 resolution) const;
-  [[nodiscard]] i32 decodeSubband(const Resolution& resolution, const Subband& subband,
-                                  const Target& target);
+  [[nodiscard]] i32 decodeWhatHasRoom();
+  [[nodiscard]] i32 firstRowNeeded(i32 resolution, const Subband& subband) const;
+  [[nodiscard]] i32 decodeRows(const Subband& subband, const Band& band, const RowRange& rows);
+  [[nodiscard]] i32 decodePrecincts(const Subband& subband, const Band& band, const RowRange& rows,
+                                    u32 first, u32 end);
   [[nodiscard]] i32 decodePrecinct(const Precinct& precinct, const BlockGrid& grid,
-                                   const Target& target);
+                                   const Band& band, const RowRange& rows);
   [[nodiscard]] i32 decodeBlock(const BlockTask& task);
   [[nodiscard]] i32 decodeTaken();
-  void clearPrecincts(const Subband& subband, const Target& target, u32 first, u32 end) const;
-  void clearSlowly(const Target& target, const Rect& area) const;
-  void rebuild(bool upscales);
+  void clearSlowly(const Band& band, const Rect& area) const;
+
+  [[nodiscard]] const Lane* row(i32 resolution, i32 y);
+  [[nodiscard]] PlanarRow<Lane> planarRow(i32 resolution, i32 y);
+  [[nodiscard]] const Lane* bandRow(i32 resolution, i32 place, i32 y);
+  void writeRows();
   void writeUpscaledRows();
   void writeLowestResolution();
+  [[nodiscard]] bool beginsPair(i32 y) const { return y == 0 || !shapes_[last_].isHighRow(y); }
 
   [[nodiscard]] bool cancelled() const { return context_.cancelled(); }
 
   const EngineContext& context_;
-  WorkingPlane& plane_;
+  WorkingArea& area_;
   const Tile& tile_;
   const TileComponent& component_;
   const ComponentCoding& coding_;
-  const i32 last_;   // the last resolution to decode
-  const Rect size_;  // its rectangle
+  const i32 last_;     // the last resolution to rebuild
+  const i32 decoded_;  // the last one whose blocks are decoded
+  const Rect size_;    // of the last resolution
   const Writer writer_;
-  std::optional<Target> targets_[3 * kMaxResolutions - 2];
+  std::optional<Band> bands_[3 * kMaxResolutions - 2];
+  LevelShape shapes_[kMaxResolutions];
+  Workspace<Lane> spaces_[kMaxResolutions];
+  std::optional<Synthesis<K>> levels_[kMaxResolutions];
+  i32 needed_[kMaxResolutions] = {};  // rows of each resolution before this one were used
+  i32 code_ = WBX_OK;
+  bool stopped_ = false;  // some rows in work are not there, by a cancel or an error
 };
 
 template <class Traits, class K>
 i32 ComponentDecoder<Traits, K>::decode() {
-  if (!ensurePlane()) return WBX_ERROR_MEMORY;
-  plane_.layOut(component_, last_);
-  const bool upscales = context_.options->video == 1 && last_ > 0;
-  const i32 code = decodeBlocks(upscales ? last_ - 1 : last_);
-  if (code != WBX_OK) return code;
-  rebuild(upscales);
-  return WBX_OK;
+  makeBands();
+  if (!ensureArea()) return WBX_ERROR_MEMORY;
+  context_.groupDecoder->clear();
+  context_.groupDecoder->setPasses(kernels().groupPasses);
+  const i32 code = decodeWhatHasRoom();
+  if (code != WBX_OK || size_.empty()) return code;  // pixels of nothing were cleared before
+  for (i32 r = 1; r <= decoded_; ++r) levels_[r].emplace(shapes_[r], spaces_[r]);
+  if (last_ == 0) {
+    writeLowestResolution();
+  } else if (decoded_ < last_) {
+    writeUpscaledRows();
+  } else {
+    writeRows();
+  }
+  return code_;
 }
 
 template <class Traits, class K>
-bool ComponentDecoder<Traits, K>::ensurePlane() {
+void ComponentDecoder<Traits, K>::makeBands() {
+  for (i32 r = 0; r <= last_; ++r) {
+    const Resolution& resolution = component_.resolutions[r];
+    shapes_[r] = LevelShape(resolution.rect);
+    for (i32 place = 0; place < resolution.subbandCount && r <= decoded_; ++place) {
+      const Subband& subband = resolution.subbands[place];
+      const i32 number = bandNumber(r, place);
+      if (Resolution::hasPrecincts(subband)) bands_[number].emplace(makeBand(r, subband, number));
+    }
+  }
+}
+
+template <class Traits, class K>
+auto ComponentDecoder<Traits, K>::makeBand(i32 r, const Subband& subband, i32 number) const
+    -> Band {
+  const u16 entry = coding_.quantization.stepSize[static_cast<size_t>(number)];
+  BlockBand coding;
+  coding.orientation = subband.orientation;
+  coding.style = coding_.cblkStyle;
+  coding.magnitudeBits = coding_.quantization.guardBits + (entry >> 11) - 1;
+  coding.roiShift = coding_.quantization.roiShift;
+  if (coding.roiShift + coding.magnitudeBits >= 32) coding.roiShift = 31 - coding.magnitudeBits;
+  coding.number = number;
+  const i32 blockHeight = 1 << subband.ycb;
+  return {coding,
+          {component_.precision, entry},
+          {subband.rect, blockHeight, rowsInWork(r, blockHeight)},
+          subband.rect.y0};
+}
+
+// Rows of the last resolution's subbands that hold blocks enough for the group decoder, and as many
+// of the others as go with them. Those have room for one more row of blocks, so that they do not
+// come to their end in between.
+template <class Traits, class K>
+i64 ComponentDecoder<Traits, K>::rowsInWork(i32 r, i32 blockHeight) const {
+  constexpr i32 kBlocks = 96;
+  if (readsAreSeen()) return size_.height();
+  const Resolution& resolution = component_.resolutions[decoded_];
+  const Subband& subband = resolution.subbands[0];
+  const i32 blocksAcross = resolution.subbandCount * ((subband.rect.width() >> subband.xcb) + 1);
+  const i64 rows = i64{(kBlocks + blocksAcross - 1) / blocksAcross} << subband.ycb;
+  const i32 depth = decoded_ - std::max(r, 1);
+  return depth <= 0 ? rows : (rows >> depth) + blockHeight;
+}
+
+// A caller whose callbacks read for the decode sees the order of its reads. Where one fails or
+// cancels the decode it tells which blocks are lost, and nothing is written before the last one.
+template <class Traits, class K>
+bool ComponentDecoder<Traits, K>::readsAreSeen() const {
+  const Stream* stream = tile_.stream;
+  return stream != nullptr && stream->type() == Stream::kCustom && stream->isSeekable();
+}
+
+// Gives the bytes that the component takes.
+template <class Traits, class K>
+i64 ComponentDecoder<Traits, K>::carve(Carver area) {
+  for (std::optional<Band>& band : bands_)
+    if (band) band->window.carve(area);
+  Lane* scratch = area.take<Lane>(Workspace<Lane>::scratchLanes(size_.width()));
+  for (i32 r = 1; r <= last_; ++r) spaces_[r].carve(area, shapes_[r].width, scratch);
+  return area.used();
+}
+
+template <class Traits, class K>
+bool ComponentDecoder<Traits, K>::ensureArea() {
   bool grew = false;
-  if (!plane_.ensure(size_.width(), size_.height(), sizeof(Lane), Traits::kMarginRows, &grew))
+  if (!area_.ensure(carve(Carver(nullptr)), size_.width(), size_.height(), Traits::kMarginRows,
+                    &grew))
     return false;
-  if (grew && Traits::kLogsPlane) logger.writeStamped("Wavelet: allocated(%p)", plane_.address());
+  if (grew && Traits::kLogsPlane) logger.writeStamped("Wavelet: allocated(%p)", area_.memory());
+  (void)carve(Carver(area_.memory()));
   return true;
 }
 
-// All blocks of the resolutions up to `last`, into the plane. Each block that is reached before a
-// cancel is decoded.
+// Decodes as many rows of blocks as there is room for, in the order of the resolutions and their
+// subbands. Each block that is reached before a cancel is decoded.
 template <class Traits, class K>
-i32 ComponentDecoder<Traits, K>::decodeBlocks(i32 last) {
-  context_.groupDecoder->clear();
-  context_.groupDecoder->setPasses(kernels().groupPasses);
-  for (i32 r = 0; r <= last; ++r) {
+i32 ComponentDecoder<Traits, K>::decodeWhatHasRoom() {
+  for (i32 r = 0; r <= decoded_; ++r) {
     const Resolution& resolution = component_.resolutions[r];
     for (i32 place = 0; place < resolution.subbandCount; ++place) {
+      std::optional<Band>& band = bands_[bandNumber(r, place)];
+      if (!band) continue;
       const Subband& subband = resolution.subbands[place];
-      if (!Resolution::hasPrecincts(subband)) continue;
-      setTarget(r, place);
-      const i32 code = decodeSubband(resolution, subband, *targets_[bandNumber(r, place)]);
+      const RowRange rows = {band->reached, band->window.roomEnd(firstRowNeeded(r, subband))};
+      if (rows.first >= rows.end) continue;
+      band->reached = rows.end;
+      const i32 code = decodeRows(subband, *band, rows);
       if (code != WBX_OK) return code;
     }
   }
@@ -144,43 +230,44 @@ i32 ComponentDecoder<Traits, K>::decodeBlocks(i32 last) {
 }
 
 template <class Traits, class K>
-void ComponentDecoder<Traits, K>::setTarget(i32 r, i32 place) {
-  const Subband& subband = component_.resolutions[r].subbands[place];
-  const i32 number = bandNumber(r, place);
-  const u16 entry = coding_.quantization.stepSize[static_cast<size_t>(number)];
-  BlockBand band;
-  band.orientation = subband.orientation;
-  band.style = coding_.cblkStyle;
-  band.magnitudeBits = coding_.quantization.guardBits + (entry >> 11) - 1;
-  band.roiShift = coding_.quantization.roiShift;
-  if (band.roiShift + band.magnitudeBits >= 32) band.roiShift = 31 - band.magnitudeBits;
-  band.number = number;
-  targets_[number].emplace(Target{band, {component_.precision, entry}, placeOf(subband, r)});
+i32 ComponentDecoder<Traits, K>::firstRowNeeded(i32 r, const Subband& subband) const {
+  const i32 needed = needed_[r];
+  if (subband.orientation == 0) return subband.rect.y0 + needed;
+  return subband.rect.y0 +
+         (subband.orientation >= 2 ? shapes_[r].highRows(needed) : shapes_[r].lowRows(needed));
 }
 
 template <class Traits, class K>
-auto ComponentDecoder<Traits, K>::placeOf(const Subband& subband, i32 r) const -> BandPlace<Lane> {
-  const Level<Lane> level = plane_.template level<Lane>(r);
-  if (subband.orientation == 0) return {level.first, level.rowPitch, subband.rect};
-  const bool highRows = subband.orientation >= 2, highColumns = (subband.orientation & 1) != 0;
-  return {level.row(highRows ? 1 - level.parityY : level.parityY) +
-              (highColumns ? level.lowColumns : 0),
-          2 * level.rowPitch, subband.rect};
+i32 ComponentDecoder<Traits, K>::decodeRows(const Subband& subband, const Band& band,
+                                            const RowRange& rows) {
+  const u32 across = subband.precinctsWide;
+  const i32 firstCell = subband.rect.y0 >> subband.ppy;
+  for (i32 cell = rows.first >> subband.ppy; cell <= (rows.end - 1) >> subband.ppy; ++cell) {
+    const RowRange inCell = {std::max(rows.first, cell << subband.ppy),
+                             std::min(rows.end, (cell + 1) << subband.ppy)};
+    const u32 first = static_cast<u32>(cell - firstCell) * across;
+    const i32 code = decodePrecincts(subband, band, inCell, first, first + across);
+    if (code != WBX_OK) return code;
+  }
+  return WBX_OK;
 }
 
-// What no packet brought is cleared: precincts in runs, as there can be one for each sample.
+// The given rows of the precincts from `first` to `end` - 1, which lie side by side. What no packet
+// brought is cleared: precincts in runs, as there can be one for each sample.
 template <class Traits, class K>
-i32 ComponentDecoder<Traits, K>::decodeSubband(const Resolution& resolution, const Subband& subband,
-                                               const Target& target) {
-  const u32 count = resolution.precinctCount();
-  for (u32 p = 0; p < count && !cancelled(); ++p) {
-    const u32 touched = subband.precincts.nextTouched(p);
-    if (touched != p) clearPrecincts(subband, target, p, touched);
-    p = touched;
-    if (p == count) break;
+i32 ComponentDecoder<Traits, K>::decodePrecincts(const Subband& subband, const Band& band,
+                                                 const RowRange& rows, u32 first, u32 end) {
+  for (u32 p = first; p < end && !cancelled(); ++p) {
+    const u32 touched = std::min(subband.precincts.nextTouched(p), end);
+    if (touched != p) {
+      const Rect from = subband.precinctGrid(p).area, to = subband.precinctGrid(touched - 1).area;
+      clearSlowly(band, {from.x0, static_cast<u16>(rows.first), to.x1, static_cast<u16>(rows.end)});
+      p = touched;
+      if (p == end) break;
+    }
     const BlockGrid grid = subband.precinctGrid(p);
     if (grid.area.empty()) continue;
-    const i32 code = decodePrecinct(*subband.precincts.find(p), grid, target);
+    const i32 code = decodePrecinct(*subband.precincts.find(p), grid, band, rows);
     if (code != WBX_OK) return code;
   }
   return WBX_OK;
@@ -188,18 +275,21 @@ i32 ComponentDecoder<Traits, K>::decodeSubband(const Resolution& resolution, con
 
 template <class Traits, class K>
 i32 ComponentDecoder<Traits, K>::decodePrecinct(const Precinct& precinct, const BlockGrid& grid,
-                                                const Target& target) {
-  for (u32 j = 0; j < grid.high; ++j) {
+                                                const Band& band, const RowRange& rows) {
+  const i32 top = grid.area.y0 >> grid.ycb;
+  const auto first = static_cast<u32>((rows.first >> grid.ycb) - top);
+  const auto last = static_cast<u32>(((rows.end - 1) >> grid.ycb) - top);
+  for (u32 j = first; j <= last; ++j) {
     for (u32 i = 0; i < grid.wide; ++i) {
       if (cancelled()) return WBX_OK;
       const Rect rect = grid.blockRect(i, j);
       if (rect.empty()) continue;
       const CodeBlock* block = precinct.block(i, j);
       if (block == nullptr || block->chunks == nullptr) {
-        target.clear(rect);
+        band.window.clear(rect);
         continue;
       }
-      const i32 code = decodeBlock({block, &target.band, rect});
+      const i32 code = decodeBlock({block, &band.coding, rect});
       if (code != WBX_OK) return code;
     }
   }
@@ -217,7 +307,7 @@ i32 ComponentDecoder<Traits, K>::decodeBlock(const BlockTask& task) {
       break;
   }
   const i32 code = context_.blockDecoder->decode(task, *tile_.stream);
-  if (code == WBX_OK) targets_[task.band->number]->transfer(context_.blockDecoder->result());
+  if (code == WBX_OK) bands_[task.band->number]->transfer(context_.blockDecoder->result());
   return code;
 }
 
@@ -231,76 +321,86 @@ i32 ComponentDecoder<Traits, K>::decodeTaken() {
   return context_.groupDecoder->decodeAll(
       *context_.blockDecoder, *tile_.stream, [&] { return !cancelledBefore && cancelled(); },
       [&](const BlockBand& band, const DecodedBlock& block) {
-        targets_[band.number]->transfer(block);
+        bands_[band.number]->transfer(block);
       });
-}
-
-// Clears the precincts from `first` to `end` - 1: what is left of a row of them, whole rows, and
-// the beginning of one.
-template <class Traits, class K>
-void ComponentDecoder<Traits, K>::clearPrecincts(const Subband& subband, const Target& target,
-                                                 u32 first, u32 end) const {
-  const u32 across = subband.precinctsWide;
-  while (first < end && !cancelled()) {
-    const u32 column = first % across;
-    const u32 run = column != 0 || end - first < across ? std::min(end - first, across - column)
-                                                        : (end - first) / across * across;
-    const Rect from = subband.precinctGrid(first).area;
-    const Rect to = subband.precinctGrid(first + run - 1).area;
-    clearSlowly(target, {from.x0, from.y0, to.x1, to.y1});
-    first += run;
-  }
 }
 
 // In pieces, since a hundred bytes can announce gigabytes of nothing.
 template <class Traits, class K>
-void ComponentDecoder<Traits, K>::clearSlowly(const Target& target, const Rect& area) const {
+void ComponentDecoder<Traits, K>::clearSlowly(const Band& band, const Rect& area) const {
   constexpr i32 kLanesAtOnce = 1 << 20;
   if (area.empty()) return;
   const i32 rows = std::max(kLanesAtOnce / area.width(), 1);
   for (i32 y = area.y0; y < area.y1 && !cancelled(); y += rows) {
     const auto end = static_cast<u16>(std::min<i32>(y + rows, area.y1));
-    target.clear({area.x0, static_cast<u16>(y), area.x1, end});
+    band.window.clear({area.x0, static_cast<u16>(y), area.x1, end});
   }
 }
 
-// The levels above the lowest resolution, and the output.
+// Row y of a resolution; the rows come in their order, and each stays until the next one.
 template <class Traits, class K>
-void ComponentDecoder<Traits, K>::rebuild(bool upscales) {
-  if (size_.empty()) return;  // its pixels were cleared before
-  if (last_ == 0) return writeLowestResolution();
-  const auto stop = [this] { return cancelled(); };
-  const Workspace<Lane> space = plane_.template workspace<Lane>();
-  for (i32 r = 1; r < last_; ++r) {
-    const Level<Lane> level = plane_.template level<Lane>(r);
-    synthesise<K>(level, space, PlaneSink{level}, stop);
+auto ComponentDecoder<Traits, K>::row(i32 r, i32 y) -> const Lane* {
+  if (r == 0) {
+    needed_[0] = y;
+    return bandRow(0, 0, y);
   }
-  if (upscales) return writeUpscaledRows();
-  synthesise<K>(plane_.template level<Lane>(last_), space, WriterSink{writer_}, stop);
+  return levels_[r]->nextRow([&](i32 planar) { return planarRow(r, planar); });
+}
+
+template <class Traits, class K>
+auto ComponentDecoder<Traits, K>::planarRow(i32 r, i32 y) -> PlanarRow<Lane> {
+  const LevelShape& shape = shapes_[r];
+  const bool high = shape.isHighRow(y);
+  needed_[r] = y;
+  PlanarRow<Lane> planar = {nullptr, nullptr, shape.width, shape.parityX};
+  if (shape.lowColumns() > 0) planar.low = high ? bandRow(r, 1, y / 2) : row(r - 1, y / 2);
+  if (shape.highColumns() > 0) planar.high = bandRow(r, high ? 2 : 0, y / 2);
+  return planar;
+}
+
+// Row y of a subband. Where it is not decoded yet, it is time for the next blocks.
+template <class Traits, class K>
+auto ComponentDecoder<Traits, K>::bandRow(i32 r, i32 place, i32 y) -> const Lane* {
+  const Band& band = *bands_[bandNumber(r, place)];
+  const Rect& rect = band.window.rect;
+  if (rect.y0 + y >= band.reached && !stopped_) {
+    code_ = decodeWhatHasRoom();
+    stopped_ = code_ != WBX_OK || cancelled();
+  }
+  return band.window.at(rect.x0, rect.y0 + y);
+}
+
+template <class Traits, class K>
+void ComponentDecoder<Traits, K>::writeRows() {
+  const bool lone = size_.width() == 1 && size_.height() == 1;  // not worth a question
+  for (i32 y = 0; y < size_.height(); ++y) {
+    if (!lone && beginsPair(y) && cancelled()) return;
+    const Lane* lanes = row(last_, y);
+    if (stopped_) return;
+    writer_.write(y, lanes);
+  }
 }
 
 template <class Traits, class K>
 void ComponentDecoder<Traits, K>::writeUpscaledRows() {
-  const Level<Lane> level = plane_.template level<Lane>(last_);
-  const i32 lowRows = ((size_.y1 + 1) >> 1) - ((size_.y0 + 1) >> 1);
-  const Upscaler<K> upscaler(level, lowRows);
-  Lane* out = plane_.template workspace<Lane>().output[0];
-  for (i32 y = 0; y < level.height; ++y) {
-    const bool beginsPair = y == 0 || ((y - level.parityY) & 1) == 0;
-    if (beginsPair && cancelled()) return;
-    upscaler.makeRow(y, out);
-    writer_.write(y, out);
+  Upscaler<K> upscaler(shapes_[last_], spaces_[last_]);
+  for (i32 y = 0; y < size_.height(); ++y) {
+    if (beginsPair(y) && cancelled()) return;
+    const Lane* lanes = upscaler.makeRow(y, [&](i32 low) { return row(last_ - 1, low); });
+    if (stopped_) return;
+    writer_.write(y, lanes);
   }
 }
 
 // A cancelled picture shows what was decoded of it, as far as that takes a few milliseconds.
 template <class Traits, class K>
 void ComponentDecoder<Traits, K>::writeLowestResolution() {
-  const Level<Lane> level = plane_.template level<Lane>(0);
   i64 lanesAfterCancel = 1 << 21;
-  for (i32 y = 0; y < level.height; ++y) {
-    if (cancelled() && (lanesAfterCancel -= level.width) < 0) return;
-    writer_.write(y, level.row(y));
+  for (i32 y = 0; y < size_.height(); ++y) {
+    if (cancelled() && (lanesAfterCancel -= size_.width()) < 0) return;
+    const Lane* lanes = row(0, y);
+    if (stopped_) return;
+    writer_.write(y, lanes);
   }
 }
 

@@ -1,12 +1,54 @@
-// One level of the inverse wavelet transform (T.800 F.3) in a single sweep over the plane.
+// One level of the inverse wavelet transform (T.800 F.3) in a single sweep, row by row.
 #pragma once
 
 #include <algorithm>
+#include <array>
 
 #include "base/types.h"
-#include "engine/working_plane.h"
+#include "engine/working_area.h"
 
 namespace wbx {
+
+// The shape of a resolution, and of the four bands that it is rebuilt from. Rows and columns at
+// even coordinates are low-pass, so the first ones can be either. Row y, if it is low-pass, holds
+// row y / 2 of LL and of HL, otherwise that row of LH and of HH.
+struct LevelShape {
+  i32 width = 0, height = 0;
+  i32 parityX = 0, parityY = 0;  // 1 when the first column or row is high-pass
+
+  LevelShape() = default;
+  explicit LevelShape(const Rect& rect)
+      : width(rect.width()), height(rect.height()), parityX(rect.x0 & 1), parityY(rect.y0 & 1) {}
+
+  [[nodiscard]] i32 lowColumns() const { return (width + 1 - parityX) / 2; }
+  [[nodiscard]] i32 highColumns() const { return (width + parityX) / 2; }
+  [[nodiscard]] bool isHighRow(i32 y) const { return ((y + parityY) & 1) != 0; }
+  // Among the first `count` rows.
+  [[nodiscard]] i32 lowRows(i32 count) const { return (count + 1 - parityY) / 2; }
+  [[nodiscard]] i32 highRows(i32 count) const { return (count + parityY) / 2; }
+};
+
+// The rows that a level needs for itself.
+template <class Lane>
+struct Workspace {
+  static constexpr i32 kRingRows = 8;  // lifted rows, the reach of the longest filter
+  static constexpr i32 kStateRows = 4;
+  static constexpr i32 kOutputRows = 2;
+
+  std::array<Lane*, kRingRows> ring = {};
+  std::array<Lane*, kOutputRows> output = {};
+  std::array<i32*, kStateRows> state = {};  // 32 bits a column: the vertical state of a kernel
+  Lane* scratch = nullptr;                  // of one row's lifting; may serve several levels
+
+  void carve(Carver& area, i32 width, Lane* sharedScratch) {
+    for (Lane*& row : ring) row = area.takeRow<Lane>(width);
+    for (Lane*& row : output) row = area.takeRow<Lane>(width);
+    for (i32*& row : state) row = area.takeRow<i32>(width);
+    scratch = sharedScratch;
+  }
+  [[nodiscard]] static i64 scratchLanes(i32 width) { return 2 * (i64{width} + 32); }
+  [[nodiscard]] Lane* ringRow(i32 y) const { return ring[static_cast<u32>(y) % kRingRows]; }
+};
 
 // Whole-sample symmetric extension (T.800 F.3.7): where a position outside 0 to size - 1 is read.
 inline i32 reflect(i32 position, i32 size) {
@@ -79,68 +121,81 @@ void liftRow(const PlanarRow<typename K::Lane>& row, typename K::Lane* scratch,
   K::interleave(even + first, odd + first, (row.width + row.parity + 1) / 2, out - row.parity);
 }
 
-// Rebuilds a resolution from its four bands. K is the kernel and lane type; it gives
+// Rebuilds a resolution from its four bands, from the first row to the last. K is the kernel and
+// lane type; it gives
 //   Lane, kLag
 //   liftPairs, interleave        horizontal lifting; liftLoneRow for a level of one row
 //   Columns                      the vertical lifting of all columns, pair of rows by pair of rows
 //   halve(lane)                  what becomes of a sample that is alone at an odd coordinate
-// Finished rows go to the sink: target(y, slot) names where row y is to be stored, done(y, lanes)
-// is told that it is there. Before each pair of rows `cancelled` is asked; a lone sample is not
-// worth it.
-template <class K, class Sink, class Cancelled>
-void synthesise(const Level<typename K::Lane>& level, const Workspace<typename K::Lane>& space,
-                Sink&& sink, const Cancelled& cancelled) {
+template <class K>
+class Synthesis {
+ public:
   using Lane = typename K::Lane;
-  const i32 w = level.width, h = level.height;
-  if (w < 1 || h < 1) return;
 
-  const auto planar = [&](i32 y) {
-    const Lane* lanes = level.row(y);
-    return PlanarRow<Lane>{lanes, lanes + level.lowColumns, w, level.parityX};
-  };
+  Synthesis(const LevelShape& shape, const Workspace<Lane>& space)
+      : shape_(shape),
+        space_(space),
+        columns_(space, shape.width),
+        pair_(PairWalk(shape.height, shape.parityY, K::kLag).first) {}
 
-  if (h == 1) {
-    if (w > 1 && cancelled()) return;
-    Lane* lifted = space.ring[0];
-    if (w == 1) {
-      lifted[0] = level.parityX ? K::halve(level.row(0)[0]) : level.row(0)[0];
-    } else {
-      K::liftLoneRow(planar(0), space.scratch, lifted);
-    }
-    Lane* to = sink.target(0, space.output[0]);
-    for (i32 x = 0; x < w; ++x) to[x] = level.parityY ? K::halve(lifted[x]) : lifted[x];
-    sink.done(0, to);
-    return;
+  // The next row; it stays until the next call. planarRow(y) gives the rows of the bands, each one
+  // when it is needed, and it is needed for the time of that call only.
+  template <class PlanarRows>
+  [[nodiscard]] const Lane* nextRow(const PlanarRows& planarRow) {
+    const i32 y = next_++;
+    if (shape_.height == 1) return loneRow(planarRow);
+    // The pair behind comes out of the one that is lifted.
+    while (y >= pair_ - K::kLag) liftPair(planarRow);
+    return space_.output[shape_.isHighRow(y) ? 1 : 0];
   }
 
-  i32 liftedRows = 0;
-  const auto lifted = [&](i32 y) {
-    y = reflect(y, h);
-    for (; liftedRows <= y; ++liftedRows) {
-      Lane* out = space.ringRow(liftedRows);
-      if (w == 1) {
-        out[0] = level.parityX ? K::halve(level.row(liftedRows)[0]) : level.row(liftedRows)[0];
+ private:
+  template <class PlanarRows>
+  void liftPair(const PlanarRows& planarRow) {
+    const Lane* even = lifted(pair_, planarRow);
+    const Lane* odd = lifted(pair_ + 1, planarRow);
+    columns_.step(even, odd, space_.output[0], space_.output[1]);
+    pair_ += 2;
+  }
+
+  template <class PlanarRows>
+  const Lane* lifted(i32 y, const PlanarRows& planarRow) {
+    y = reflect(y, shape_.height);
+    for (; liftedRows_ <= y; ++liftedRows_) {
+      const PlanarRow<Lane> row = planarRow(liftedRows_);
+      Lane* out = space_.ringRow(liftedRows_);
+      if (shape_.width == 1) {
+        out[0] = loneSample(row);
       } else {
-        liftRow<K>(planar(liftedRows), space.scratch, out);
+        liftRow<K>(row, space_.scratch, out);
       }
     }
-    return space.ringRow(y);
-  };
-
-  typename K::Columns columns(space, w);
-  const PairWalk walk(h, level.parityY, K::kLag);
-  for (i32 y = walk.first; y < walk.end; y += 2) {
-    if (cancelled()) return;
-    const Lane* even = lifted(y);
-    const Lane* odd = lifted(y + 1);
-    const i32 to = y - K::kLag;
-    const bool evenInside = to >= 0 && to < h, oddInside = to + 1 >= 0 && to + 1 < h;
-    Lane* evenOut = evenInside ? sink.target(to, space.output[0]) : space.output[0];
-    Lane* oddOut = oddInside ? sink.target(to + 1, space.output[1]) : space.output[1];
-    columns.step(even, odd, evenOut, oddOut);
-    if (evenInside) sink.done(to, evenOut);
-    if (oddInside) sink.done(to + 1, oddOut);
+    return space_.ringRow(y);
   }
-}
+
+  template <class PlanarRows>
+  const Lane* loneRow(const PlanarRows& planarRow) {
+    const PlanarRow<Lane> row = planarRow(0);
+    Lane* out = space_.output[0];
+    if (shape_.width == 1) {
+      out[0] = loneSample(row);
+    } else {
+      K::liftLoneRow(row, space_.scratch, out);
+    }
+    if (shape_.parityY) std::transform(out, out + shape_.width, out, K::halve);
+    return out;
+  }
+
+  static Lane loneSample(const PlanarRow<Lane>& row) {
+    return row.parity ? K::halve(row.high[0]) : row.low[0];
+  }
+
+  const LevelShape shape_;
+  const Workspace<Lane> space_;
+  typename K::Columns columns_;
+  i32 pair_;  // the row pair to be lifted next
+  i32 liftedRows_ = 0;
+  i32 next_ = 0;
+};
 
 }  // namespace wbx

@@ -6,7 +6,7 @@
 #include "base/types.h"
 #include "engine/decode_options.h"
 #include "engine/scanline_writer.h"
-#include "engine/working_plane.h"
+#include "engine/working_area.h"
 #include "tier1/block_decoder.h"
 #include "tier1/group_decoder.h"
 #include "tier2/tile.h"
@@ -25,7 +25,7 @@ struct EngineContext {
 };
 
 // A component is taken all the way to output samples before the next one starts, in the order 2,
-// 1, 0, 3, so that one working plane serves them all. Traits (Engine8Traits, Engine16Traits) names
+// 1, 0, 3, so that one working area serves them all. Traits (Engine8Traits, Engine16Traits) names
 // the kernels, the sample format and the dequantization.
 template <class Traits>
 class TileEngine {
@@ -33,19 +33,19 @@ class TileEngine {
   EngineContext context;
   ScanlineWriter writer;
 
-  // Needs a tile with a built tree. Returns 0, 2 when the working plane cannot be had, or the
+  // Needs a tile with a built tree. Returns 0, 2 when the working area cannot be had, or the
   // block decoder's code. Decoding changes nothing in the tree.
   [[nodiscard]] i32 decodeTile(const Tile& tile);
   // Clears what pixels of the tile are made of and none of its components brings.
   void clearAbsent(const Tile& tile);
-  void freePlane() { plane_.release(); }
+  void freeArea() { area_.release(); }
 
  private:
   // Calls the body with the decoder of each component in turn, until one returns a code.
   template <class Body>
   [[nodiscard]] i32 forEachComponent(const Tile& tile, const Body& body);
 
-  WorkingPlane plane_;
+  WorkingArea area_;
 };
 
 struct Engine8Traits;

@@ -19,8 +19,8 @@ i32 TileEngine<Traits>::forEachComponent(const Tile& tile, const Body& body) {
   for (i32 i = 0; i < context.components; ++i) {
     const i32 n = kOrders[context.components - 1][i];
     const i32 code = tile.style.component[n].transform == kKernel53
-                         ? body(Reversible(context, writer, plane_, tile, n))
-                         : body(Irreversible(context, writer, plane_, tile, n));
+                         ? body(Reversible(context, writer, area_, tile, n))
+                         : body(Irreversible(context, writer, area_, tile, n));
     if (code != WBX_OK) return code;
   }
   return WBX_OK;

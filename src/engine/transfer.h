@@ -1,24 +1,11 @@
-// Decoded code blocks into the lanes of the plane (T.800 E.1, H.1).
+// Decoded code blocks into lanes (T.800 E.1, H.1).
 #pragma once
 
-#include <algorithm>
-
 #include "base/types.h"
+#include "engine/band_window.h"
 #include "tier1/block_decoder.h"
 
 namespace wbx {
-
-// Where a subband lies in the plane.
-template <class Lane>
-struct BandPlace {
-  Lane* first;   // of its first sample
-  i64 rowPitch;  // lanes from one row of the band to the next
-  Rect rect;     // the subband's rectangle
-
-  [[nodiscard]] Lane* at(i32 x, i32 y) const {
-    return first + (y - rect.y0) * rowPitch + (x - rect.x0);
-  }
-};
 
 // The point inside its uncertainty at which a coefficient of a block that stops above plane 0 is
 // rebuilt, with 2 fractional bits.
@@ -29,21 +16,16 @@ inline u32 reconstructionPoint(i32 lastPlane, i32 roiShift) {
 // Moves a decoded block to its place. `dequantize` makes the lanes of one stripe.
 template <class Dequantizer, class Lane>
 void transferBlock(const DecodedBlock& block, u32 midpoint, const Dequantizer& dequantize,
-                   const BandPlace<Lane>& place) {
+                   const BandWindow<Lane>& window) {
   Lane below[BlockDecoder::kMaxWidth];  // takes the rows of a stripe that the block does not have
   const i32 width = block.rect.width(), height = block.rect.height();
-  Lane* to = place.at(block.rect.x0, block.rect.y0);
+  Lane* to = window.at(block.rect.x0, block.rect.y0);
   const u32* quads = block.quads;
   for (i32 y = 0; y < height; y += 4, quads += block.stripePitch) {
     Lane* rows[4];
-    for (i32 k = 0; k < 4; ++k) rows[k] = y + k < height ? to + (y + k) * place.rowPitch : below;
+    for (i32 k = 0; k < 4; ++k) rows[k] = y + k < height ? to + (y + k) * window.rowPitch : below;
     dequantize(quads, width, midpoint, rows);
   }
-}
-
-template <class Lane>
-void clearLanes(Lane* to, i64 rowPitch, i32 width, i32 height) {
-  for (i32 y = 0; y < height; ++y) std::fill_n(to + y * rowPitch, width, Lane{0});
 }
 
 }  // namespace wbx
