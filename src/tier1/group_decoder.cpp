@@ -169,12 +169,15 @@ void GroupDecoder::sort() {
 }
 
 bool GroupDecoder::paysTogether(const Block* blocks, i32 count) {
-  i64 sum = 0, most = 0;
+  i64 sum = 0, most = 0, samples = 0;
   for (i32 i = 0; i < count; ++i) {
+    const Rect& rect = blocks[i].task.rect;
     sum += blocks[i].bytes;
     most = std::max(most, i64{blocks[i].bytes});
+    samples = std::max(samples, i64{rect.width()} * rect.height());
   }
-  return sum >= kWorthwhile * most;
+  // The first block has the most passes.
+  return sum >= kLargestTimes * most + samples * blocks[0].passes / kSamplesForByte;
 }
 
 i32 GroupDecoder::decodeSingle(const Block& block, BlockDecoder& single, Stream& stream) const {

@@ -21,9 +21,11 @@ class GroupDecoder {
  public:
   static constexpr i32 kCapacity = 128;
   static constexpr i32 kMembers = GroupWord::kMembers;
-  // A group takes as long as its largest member, and about this many times as long as that block
-  // by itself: with fewer bytes in all, its members are done sooner one by one.
-  static constexpr i64 kWorthwhile = 3;
+  // What a group costs, in the bytes of blocks that are decoded one by one in the same time: so
+  // many times those of its largest block, and a byte for so many samples that a pass walks over.
+  // It pays if its blocks have as many bytes.
+  static constexpr i64 kLargestTimes = 2;
+  static constexpr i64 kSamplesForByte = 16;
 
   explicit GroupDecoder(Arena& arena) : segment_(arena) {}
   ~GroupDecoder();
