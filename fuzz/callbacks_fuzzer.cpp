@@ -1,8 +1,15 @@
-// The same visit through callbacks that deliver short, fail, cannot seek or cancel.
+// The same visit through callbacks that deliver short, fail, fault, cannot seek or cancel, and
+// without memory from some allocation on.
 #include <algorithm>
+#include <optional>
 
 #include "codestream_mutator.h"
 #include "session.h"
+#include "shortage.h"
+
+// Null without a leak checker.
+extern "C" __attribute__((weak)) void __lsan_disable();
+extern "C" __attribute__((weak)) void __lsan_enable();
 
 namespace wbx::fuzz {
 
@@ -10,15 +17,35 @@ namespace {
 
 enum class Mishap { kNone, kError, kShort, kEnd, kCancel, kBoast, kCount };
 
-class Source {
+// A fault loses memory, which a leak checker need not be told.
+struct AcceptLeaks {
+  AcceptLeaks() {
+    if (__lsan_disable != nullptr) __lsan_disable();
+  }
+  ~AcceptLeaks() {
+    if (__lsan_enable != nullptr) __lsan_enable();
+  }
+};
+
+// What the fault guard of the library takes, with a sanitizer around as well.
+__attribute__((no_sanitize("undefined"))) void fault(i64 kind) {
+  volatile i32 zero = 0;
+  if (kind == 0) throw kind;
+  if (kind == 1) zero = 7 / zero;
+  __builtin_trap();
+}
+
+class Host {
  public:
-  Source(const FileInput& input, Decisions& tail) : file_(input.file), size_(input.size) {
+  Host(const FileInput& input, Decisions& tail) : file_(input.file), size_(input.size) {
     const u8 shape = tail.byte();
     hasSeek_ = (shape & 3) != 0;
     refusesSeek_ = (shape & 3) == 1;
     hasClose_ = (shape & 4) != 0;
     lasting_ = (shape & 8) != 0;
     onlyAtDecode_ = (shape & 16) != 0;
+    faults_ = (shape & 32) != 0;
+    shortOfMemory_ = (shape & 64) != 0;
     mishap_ = static_cast<Mishap>(tail.below(static_cast<i32>(Mishap::kCount)));
     at_ = tail.below(1024);
   }
@@ -26,20 +53,22 @@ class Source {
   [[nodiscard]] WBX_Handle open() {
     CustomCallbacks callbacks = {};
     callbacks.read = [](void* buffer, u32 count, void* user) {
-      return static_cast<Source*>(user)->read(static_cast<u8*>(buffer), count);
+      return static_cast<Host*>(user)->read(static_cast<u8*>(buffer), count);
     };
     if (hasSeek_) {
       callbacks.seek = [](void* user, u32 offset) {
-        return static_cast<Source*>(user)->seek(offset);
+        return static_cast<Host*>(user)->seek(offset);
       };
     }
-    if (hasClose_) callbacks.close = [](void* user) { ++static_cast<Source*>(user)->closes_; };
+    if (hasClose_) callbacks.close = [](void* user) { ++static_cast<Host*>(user)->closes_; };
     handle_ = WBX_OpenCustom(this, &callbacks);
     opened_ = true;
     return handle_;
   }
 
   [[nodiscard]] bool struck() const { return struck_; }
+  [[nodiscard]] bool isShortOfMemory() const { return shortOfMemory_; }
+  [[nodiscard]] Source kind() const { return faults_ ? Source::kFaulting : Source::kFailing; }
   // Asked for bytes behind the end, where each kind of stream has ways of its own.
   [[nodiscard]] bool leftFile() const { return leftFile_; }
   void requireClosed() const { require(closes_ == (hasClose_ ? 1 : 0), "closed not just once"); }
@@ -56,6 +85,7 @@ class Source {
 
   i32 read(u8* buffer, u32 count) {
     const Mishap mishap = strikes() ? mishap_ : Mishap::kNone;
+    if (mishap == Mishap::kError && faults_) fault(at_ % 3);
     if (mishap == Mishap::kError) return -1;
     if (mishap == Mishap::kEnd) return 0;
     if (mishap == Mishap::kCancel && opened_) WBX_Cancel(handle_);
@@ -78,7 +108,7 @@ class Source {
   const u8* file_;
   size_t size_;
   size_t position_ = 0;
-  bool hasSeek_, refusesSeek_, hasClose_, lasting_, onlyAtDecode_;
+  bool hasSeek_, refusesSeek_, hasClose_, lasting_, onlyAtDecode_, faults_, shortOfMemory_;
   Mishap mishap_;
   i64 at_;
   i64 calls_ = 0;
@@ -87,20 +117,26 @@ class Source {
   WBX_Handle handle_ = nullptr;
 };
 
+Visit visitOnce(Host& host, Decisions tail) {
+  const WBX_Handle image = host.open();
+  if (image == nullptr) return {codeOfFailedOpen(host.kind()), WBX_OK, 0};
+  const Visit seen = visit(image, tail, host.kind());
+  require(WBX_Close(image) == WBX_OK, "Close failed");
+  return seen;
+}
+
 void run(const FileInput& input) {
   Decisions tail = input.tail;
-  Source source(input, tail);
+  Host host(input, tail);
+  std::optional<Shortage> shortage;
+  if (host.isShortOfMemory()) shortage.emplace(1 + tail.below(512), tail.flag());
   const Decisions visitTail = tail;
-  const WBX_Handle image = source.open();
-  Visit seen;
-  if (image == nullptr) {
-    seen.openCode = codeOfFailedOpen();
-  } else {
-    seen = visit(image, tail, false);
-    require(WBX_Close(image) == WBX_OK, "Close failed");
-  }
-  source.requireClosed();
-  if (source.struck() || source.leftFile()) return;
+  std::optional<AcceptLeaks> acceptLeaks;
+  if (host.kind() == Source::kFaulting) acceptLeaks.emplace();
+  const Visit seen = visitOnce(host, tail);
+  acceptLeaks.reset();
+  host.requireClosed();
+  if (host.isShortOfMemory() || host.struck() || host.leftFile()) return;
   require(seen == visitMemory(input.file, input.size, visitTail),
           "a custom source and memory gave different results");
 }

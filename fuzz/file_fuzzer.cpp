@@ -1,9 +1,10 @@
-// An image in a file: with the log on, without memory from some allocation on, and in one call.
+// An image in a file: with the log on, without memory from some allocation on, in one call, and
+// with a library that was shut down and started again.
 #include <cstdio>
 
-#include "base/memory.h"
 #include "codestream_mutator.h"
 #include "session.h"
+#include "shortage.h"
 
 namespace wbx::fuzz {
 
@@ -18,35 +19,13 @@ void writeFile(const FileInput& input) {
   std::fclose(file);
 }
 
-// One allocation is refused, or it and all that follow.
-class Shortage {
- public:
-  Shortage(i32 at, bool lasting) {
-    left = at;
-    once = !lasting;
-    watchMemory(&kWatch);
-  }
-  ~Shortage() { watchMemory(nullptr); }
-  Shortage(const Shortage&) = delete;
-  Shortage& operator=(const Shortage&) = delete;
-
- private:
-  static bool mayAllocate(size_t, bool) {
-    --left;
-    return left > 0 || (once && left < 0);
-  }
-  static constexpr MemoryWatch kWatch = {&mayAllocate, [] {}, true};
-  static inline i32 left = 0;
-  static inline bool once = false;
-};
-
-void openAndVisit(Decisions tail, bool reliable) {
+void openAndVisit(Decisions tail, Source source) {
   const WBX_Handle image = WBX_OpenFile(kPath);
   if (image == nullptr) {
-    static_cast<void>(codeOfFailedOpen());
+    static_cast<void>(codeOfFailedOpen(source));
     return;
   }
-  static_cast<void>(visit(image, tail, reliable));
+  static_cast<void>(visit(image, tail, source));
   require(WBX_Close(image) == WBX_OK, "Close failed");
 }
 
@@ -64,6 +43,18 @@ void decodeInOneCall(const char* options) {
   if (decoded != nullptr) require(WBX_Close(decoded) == WBX_OK, "Close failed");
 }
 
+void refuseArguments() {
+  void* pixels = nullptr;
+  u32 number = 0;
+  for (const char* path : {static_cast<const char*>(nullptr), ""}) {
+    require(WBX_OpenFile(path) == nullptr, "a file without a name");
+    require(WBX_EasyDecode(path, &pixels, &number, &number, &number, nullptr) == nullptr,
+            "a picture without a name");
+    require(WBX_getLastError() == WBX_ERROR_ARGUMENT, "code of a file without a name");
+  }
+  WBX_Cancel(nullptr);
+}
+
 void run(const FileInput& input) {
   Decisions tail = input.tail;
   const u8 shape = tail.byte();
@@ -71,11 +62,19 @@ void run(const FileInput& input) {
   if ((shape & 1) != 0) require(WBX_StartLogging(0, 0) == WBX_OK, "no log");
   if ((shape & 2) != 0) {
     const Shortage shortage(1 + tail.below(512), (shape & 4) != 0);
-    openAndVisit(tail, false);
+    openAndVisit(tail, Source::kFailing);
   } else {
-    openAndVisit(tail, true);
+    openAndVisit(tail, Source::kReliable);
   }
-  if ((shape & 8) != 0) decodeInOneCall((shape & 16) != 0 ? "rl=1,bitmap" : nullptr);
+  constexpr const char* kOptions[] = {nullptr, "rl=1,bitmap", "bpp=1,video=1", "unknown"};
+  if ((shape & 8) != 0) {
+    decodeInOneCall(kOptions[shape >> 4 & 3]);
+    refuseArguments();
+  }
+  if ((shape & 64) != 0) {
+    WBX_CloseLibrary();
+    WBX_InitLibrary();
+  }
   WBX_StopLogging();
 }
 

@@ -14,22 +14,43 @@ TAIL = 32
 LARGEST = 6000
 
 
+# Behind SIZ: comments of one to four bytes a character, with control characters and with what is no UTF-8.
+COMMENTS = ["caf\u00e9 \u20ac \U0001f600".encode(), b"\x1b[2J\n\x7f\xc2\x85", b"\xc3(\xe2\x82\xff\xf5\x80\x80\x80\xc3"]
+
+
 def files(data):
     for path in sorted(data.rglob("*")):
         if path.suffix in (".j2k", ".jp2") and path.stat().st_size <= LARGEST:
             yield path.stem, path.read_bytes()
+    content = (data / "grey_flat.j2k").read_bytes()
+    behind = 4 + struct.unpack(">H", content[4:6])[0]
+    com = b"".join(struct.pack(">HHH", 0xFF64, 4 + len(text), 1) + text for text in COMMENTS)
+    yield "utf8", content[:behind] + com + content[behind:]
+
+
+def random_tail(rng, *first):
+    return bytes(first) + bytes(rng.randrange(256) for _ in range(TAIL - len(first)))
 
 
 def seed_files(data, out, rng):
     for name, content in files(data):
         (out / "memory" / name).write_bytes(content + bytes(TAIL))
-        tail = bytes(rng.randrange(256) for _ in range(TAIL))
-        (out / "memory" / (name + "-any")).write_bytes(content + tail)
+        (out / "memory" / (name + "-any")).write_bytes(content + random_tail(rng))
         (out / "callbacks" / name).write_bytes(content + bytes(TAIL))
         (out / "facts" / name).write_bytes(content + bytes(TAIL))
-        tail = bytes([rng.randrange(32), rng.randrange(6), 0, rng.randrange(64)]) + tail[4:]
-        (out / "callbacks" / (name + "-any")).write_bytes(content + tail)
-        (out / "file" / name).write_bytes(content + tail)
+        tails = {
+            "mishap": (rng.randrange(32), rng.randrange(6), 0, rng.randrange(64)),
+            "fault": (32 | rng.randrange(32), 1, 0, rng.randrange(16)),
+            "shortage": (64 | 2, 0, 0, 0, 0, rng.randrange(64)),
+        }
+        for kind, first in tails.items():
+            (out / "callbacks" / (name + "-" + kind)).write_bytes(content + random_tail(rng, *first))
+        tails = {
+            "log": (1 | rng.randrange(8, 128, 2) & ~2,),
+            "shortage": (3 | rng.randrange(0, 128, 4), 0, rng.randrange(64)),
+        }
+        for kind, first in tails.items():
+            (out / "file" / (name + "-" + kind)).write_bytes(content + random_tail(rng, *first))
 
 
 def seed_options(out):

@@ -28,8 +28,9 @@ class Digest {
   u64 value_ = 0xCBF29CE484222325;
 };
 
-void requireKnown(i32 code) {
-  require(code >= WBX_OK && code < WBX_ERROR_INTERNAL, "code 27 or none of the table");
+void requireKnown(i32 code, Source source) {
+  require(code >= WBX_OK && code <= WBX_ERROR_INTERNAL, "a code that is none of the table");
+  require(code != WBX_ERROR_INTERNAL || source == Source::kFaulting, "a fault");
 }
 
 struct Picture {
@@ -48,8 +49,8 @@ struct Request {
 
 class Session {
  public:
-  Session(WBX_Handle image, Decisions& tail, bool reliable)
-      : image_(image), tail_(tail), reliable_(reliable) {}
+  Session(WBX_Handle image, Decisions& tail, Source source)
+      : image_(image), tail_(tail), source_(source) {}
 
   Visit run() {
     askForInfo();
@@ -58,6 +59,7 @@ class Session {
     selectTiles();
     askForResolutions();
     seen.decodeCode = decode();
+    if (seen.decodeCode == WBX_ERROR_INTERNAL) return seen;  // all that is left is to close
     walkMetadata();
     seen.digest = digest_.value();
     return seen;
@@ -225,12 +227,9 @@ class Session {
     std::unique_ptr<u8[]> storage;
     const Picture picture =
         request.internal ? decodeInternal(request) : decodeExternal(request, storage);
-    requireKnown(picture.code);
+    requireKnown(picture.code, source_);
     addPicture(picture);
-    if (!reliable_) {
-      decodeAgainAfterFailure(picture.code, request);
-      return picture.code;
-    }
+    if (source_ != Source::kReliable) return codeAfterFailure(picture.code, request);
     require(
         picture.code == WBX_OK || picture.code == WBX_ERROR_BPP || picture.code == WBX_ERROR_MEMORY,
         "decode of an open image failed");
@@ -262,14 +261,16 @@ class Session {
   }
 
   // A source that failed once or was cancelled leaves a handle that can be used.
-  void decodeAgainAfterFailure(i32 code, const Request& request) {
-    if (code == WBX_OK || code == WBX_ERROR_BPP) return;
-    requireKnown(decodeInternal(request).code);
+  i32 codeAfterFailure(i32 code, const Request& request) {
+    if (code == WBX_OK || code == WBX_ERROR_BPP || code == WBX_ERROR_INTERNAL) return code;
+    const i32 second = decodeInternal(request).code;
+    requireKnown(second, source_);
+    return second == WBX_ERROR_INTERNAL ? second : code;
   }
 
   WBX_Handle image_;
   Decisions& tail_;
-  bool reliable_;
+  Source source_;
   WBX_ImageInfoEx info_ = {};
   i32 bpp_ = 0;
   u64 pixelBytes_ = 0, sampleBytes_ = 1;
@@ -279,17 +280,21 @@ class Session {
 
 }  // namespace
 
-Visit visit(WBX_Handle image, Decisions& tail, bool sourceIsReliable) {
-  return Session(image, tail, sourceIsReliable).run();
+Visit visit(WBX_Handle image, Decisions& tail, Source source) {
+  return Session(image, tail, source).run();
 }
 
-i32 codeOfFailedOpen() {
+i32 codeOfFailedOpen(Source source) {
   const i32 code = WBX_getLastError();
-  requireKnown(code);
+  requireKnown(code, source);
+  if (code == WBX_ERROR_INTERNAL) return code;
   const bool ofOpen = (code >= WBX_ERROR_MEMORY && code <= WBX_ERROR_READ) ||
                       (code >= WBX_ERROR_NOT_PART1 && code <= WBX_ERROR_BOX);
   require(ofOpen, "a code that no open gives");
+  char text[128];  // more than any text has
+  WBX_getErrorStrVB(code, text);
   require(std::strcmp(WBX_getLastErrorStr(), WBX_getErrorStr(code)) == 0, "text of the code");
+  require(std::strcmp(text, WBX_getErrorStr(code)) == 0, "text of the code in a buffer");
   return code;
 }
 
@@ -300,10 +305,10 @@ Visit visitMemory(const u8* file, size_t size, Decisions tail) {
   const WBX_Handle image = WBX_OpenMemory(copy.get(), static_cast<i32>(size));
   Visit seen;
   if (image == nullptr) {
-    seen.openCode = codeOfFailedOpen();
+    seen.openCode = codeOfFailedOpen(Source::kReliable);
     return seen;
   }
-  seen = visit(image, tail, true);
+  seen = visit(image, tail, Source::kReliable);
   require(WBX_Close(image) == WBX_OK, "Close failed");
   return seen;
 }

@@ -15,14 +15,18 @@ struct Visit {
   bool operator==(const Visit&) const = default;
 };
 
+// What a visit may expect of the source and of memory: that decodes succeed and give equal
+// pictures, that they fail with a code, or that they end in a fault.
+enum class Source { kReliable, kFailing, kFaulting };
+
 // Visits an open image as the decisions say, tests what must hold whatever the image is, and
-// leaves it open. Comparing decodes with each other needs a source that does not fail.
-[[nodiscard]] Visit visit(WBX_Handle image, Decisions& tail, bool sourceIsReliable);
+// leaves it open.
+[[nodiscard]] Visit visit(WBX_Handle image, Decisions& tail, Source source);
 
 // Opens from memory, visits and closes.
 [[nodiscard]] Visit visitMemory(const u8* file, size_t size, Decisions tail);
 
 // The code of a failed open, which must be a code that an open may give.
-[[nodiscard]] i32 codeOfFailedOpen();
+[[nodiscard]] i32 codeOfFailedOpen(Source source);
 
 }  // namespace wbx::fuzz
