@@ -9,12 +9,12 @@
 
 #include "tier1/context_tables.h"
 #include "tier1/group_passes.h"
+#include "tier1/group_walk.h"
 #include "tier1/mq_table.h"
 
 namespace wbx::avx2 {
 namespace {
 
-#define WBX_INLINE [[gnu::always_inline]] inline
 #define WBX_LAMBDA_INLINE __attribute__((always_inline))
 
 using namespace group_layout;
@@ -468,27 +468,44 @@ class Decoder {
   Vector contexts_[4], refinement_;
 };
 
-// A word with the rows above and below it.
-WBX_INLINE Wide withRows(const GroupWord* at, i32 wordPitch) {
-  const Wide above = left<kRows>(load(at - wordPitch)) & get(kConstants.rowAbove);
-  const Wide below = right<kRows>(load(at + wordPitch)) & get(kConstants.rowBelow);
-  return load(at) | above | below;
-}
-
-constexpr int kWordBits = kColumns * kPitch;
-
-// Samples with a neighbour in `word`.
-WBX_INLINE Wide neighbours(Wide word) {
-  const Wide vertical = left<1>(word) | right<1>(word);
-  const Wide column = vertical | word;
-  return vertical | left<kPitch>(column) | right<kPitch>(column);
-}
 WBX_INLINE Wide membersMask(u32 members) {
   GroupWord word;
   for (i32 i = 0; i < GroupWord::kMembers; ++i)
     word.member[i] = (members >> i & 1) != 0 ? ~u64{0} : 0;
   return load(&word);
 }
+
+// See group_walk.h.
+struct Lanes {
+  using Words = Wide;
+  using Members = Wide;
+  using Constants = avx2::Constants;
+
+  WBX_INLINE static Wide load(const GroupWord* from) { return avx2::load(from); }
+  WBX_INLINE static void store(GroupWord* to, Wide value) { avx2::store(to, value); }
+  template <int count>
+  WBX_INLINE static Wide left(Wide a) {
+    return avx2::left<count>(a);
+  }
+  template <int count>
+  WBX_INLINE static Wide right(Wide a) {
+    return avx2::right<count>(a);
+  }
+  WBX_INLINE static Wide either(Wide a, Wide b) { return a | b; }
+  WBX_INLINE static Wide either(Wide a, Wide b, Wide c) { return a | b | c; }
+  WBX_INLINE static Wide either(Wide a, Wide b, const Elements& constant) {
+    return a | both(b, constant);
+  }
+  WBX_INLINE static Wide both(Wide a, Wide b) { return a & b; }
+  WBX_INLINE static Wide both(Wide a, const Elements& constant) { return a & get(constant); }
+  WBX_INLINE static Wide without(Wide a, Wide b) { return avx2::without(a, b); }
+  WBX_INLINE static Wide members(u32 bits) { return membersMask(bits); }
+  WBX_INLINE static Wide of(Wide a, Wide members) { return a & members; }
+  WBX_INLINE static bool isZero(Wide a) { return isZeroAll(a); }
+};
+
+using Word = GroupFinds<Lanes>;
+
 // The zero-coding contexts of a group (T.800 table D.1). If its members are not of one kind, they
 // take longer.
 template <bool mixed>
@@ -545,38 +562,6 @@ WBX_INLINE Vector signEntry(const Constants& k, Vector around, Vector negative) 
   return shuffle(k.signs, _mm256_maddubs_epi16(each, get(k.weights)));
 }
 
-// The words of one stripe from left to right, with their margins filled in.
-class Window {
- public:
-  WBX_INLINE Window(const GroupWord* first, i32 wordPitch)
-      : at_(first), wordPitch_(wordPitch), own_(withRows(first, wordPitch)) {}
-
-  WBX_INLINE Wide get() {
-    next_ = withRows(at_ + 1, wordPitch_);
-    return own_ | before_ | right<kWordBits>(next_);
-  }
-  // `word` is what the word has become, margins included.
-  WBX_INLINE void advance(Wide word) {
-    before_ = left<kWordBits>(word) & avx2::get(kConstants.columnBefore);
-    own_ = next_;
-    ++at_;
-  }
-
- private:
-  const GroupWord* at_;
-  i32 wordPitch_;
-  Wide before_ = {_mm256_setzero_si256(), _mm256_setzero_si256()};
-  Wide own_, next_;
-};
-
-// One word of all members on its way through a pass that finds significant samples, margins
-// included.
-struct Word {
-  Wide significant, negative;
-  Wide real;           // in the members that take part
-  Wide insignificant;  // of these, at first
-};
-
 // T.800 D.3.1.
 template <bool mixed>
 class SignificancePass {
@@ -587,7 +572,7 @@ class SignificancePass {
 
   WBX_INLINE bool decode(Word& word, i32 i) {
     todo_ = word.insignificant;
-    touched_ = neighbours(word.significant);
+    touched_ = neighbours<Lanes>(word.significant);
     significant_ = word.significant;
     negative_ = word.negative;
     const bool work = !isZeroAll(todo_ & touched_);
@@ -769,25 +754,9 @@ class CleanupPass {
 template <class Pass>
 void walk(GroupState& state, u32 members) {
   Pass pass(state);
-  const Wide taking = membersMask(members);
-  for (i32 stripe = 1; stripe <= state.stripes; ++stripe) {
-    const i32 first = stripe * state.wordPitch + 1;
-    Window significant(state.significant + first, state.wordPitch);
-    Window negative(state.negative + first, state.wordPitch);
-    for (i32 i = first; i < first + state.wordsAcross; ++i) {
-      Word word;
-      word.significant = significant.get();
-      word.negative = negative.get();
-      word.real = load(state.real + i) & taking;
-      word.insignificant = without(word.real, word.significant);
-      if (pass.decode(word, i)) {
-        store(state.significant + i, word.significant & get(kConstants.samples));
-        store(state.negative + i, word.negative & get(kConstants.samples));
-      }
-      significant.advance(word.significant);
-      negative.advance(word.negative);
-    }
-  }
+  findSignificant<Lanes>(kConstants, state, members, [&pass](Word& word, i32 i) WBX_LAMBDA_INLINE {
+    return pass.decode(word, i);
+  });
   pass.finish();
 }
 
@@ -867,34 +836,22 @@ void skipSymbol(GroupState& state, u32 members) {
 // T.800 D.3.3.
 void refinementPass(GroupState& state, u32 members) {
   Decoder mq(state);
-  const Wide taking = membersMask(members);
-  for (i32 stripe = 1; stripe <= state.stripes; ++stripe) {
-    const i32 first = stripe * state.wordPitch + 1;
-    Window window(state.significant + first, state.wordPitch);
-    for (i32 i = first; i < first + state.wordsAcross; ++i) {
-      const Wide significant = window.get();
-      window.advance(significant);
-      const Wide real = load(state.real + i) & taking;
-      Wide work = without(significant & real, load(state.visited + i));
-      if (isZeroAll(work)) continue;
-      const Wide refined = load(state.refined + i);
-      const Wide firstWithNeighbour = without(neighbours(significant), refined);
-      store(state.refined + i, refined | work);
-      Wide ones = load(state.ones + i);
-      do {
-        const Constants& k = mq.constants();
-        const Wide place = highest(work, get(k.magic), get(k.bias));
-        const Wide sample = left(get(k.sample), place);
-        work = without(work, sample);
-        const Vector again = isZero(refined & sample), alone = isZero(firstWithNeighbour & sample);
-        const Vector idle = signMask(narrow(place));
-        const Vector context =
-            either(either(without(get(k.two), again), without(get(k.one), alone)), idle);
-        ones = ones | (sample & widen(mq.decideRefinement(k, context, idle)));
-      } while (!isZeroAll(work));
-      store(state.ones + i, ones);
-    }
-  }
+  const auto refine = [&mq](Wide work, Wide refined, Wide firstWithNeighbour) WBX_LAMBDA_INLINE {
+    Wide ones = {_mm256_setzero_si256(), _mm256_setzero_si256()};
+    do {
+      const Constants& k = mq.constants();
+      const Wide place = highest(work, get(k.magic), get(k.bias));
+      const Wide sample = left(get(k.sample), place);
+      work = without(work, sample);
+      const Vector again = isZero(refined & sample), alone = isZero(firstWithNeighbour & sample);
+      const Vector idle = signMask(narrow(place));
+      const Vector context =
+          either(either(without(get(k.two), again), without(get(k.one), alone)), idle);
+      ones = ones | (sample & widen(mq.decideRefinement(k, context, idle)));
+    } while (!isZeroAll(work));
+    return ones;
+  };
+  refineSignificant<Lanes>(kConstants, state, members, refine);
   mq.finish();
 }
 

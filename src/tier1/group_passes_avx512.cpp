@@ -7,6 +7,7 @@
 
 #include "tier1/context_tables.h"
 #include "tier1/group_passes.h"
+#include "tier1/group_walk.h"
 #include "tier1/mq_table.h"
 
 namespace wbx::avx512 {
@@ -14,8 +15,6 @@ namespace {
 
 using Vector = __m512i;
 using Mask = __mmask8;
-
-#define WBX_INLINE [[gnu::always_inline]] inline
 
 using namespace group_layout;
 
@@ -340,61 +339,38 @@ class Decoder {
   const Vector signTable_, memberBase_, pairBase_;
 };
 
-// The words of one stripe from left to right, with their margins filled in.
-class Window {
- public:
-  WBX_INLINE Window(const Constants& constants, const GroupWord* first, i32 wordPitch)
-      : k(constants), at_(first), wordPitch_(wordPitch), own_(withRows(first)) {}
+// See group_walk.h.
+struct Lanes {
+  using Words = Vector;
+  using Members = Mask;
+  using Constants = avx512::Constants;
 
-  WBX_INLINE Vector get() {
-    next_ = withRows(at_ + 1);
-    return logic<kA | kB | kC>(own_, before_, _mm512_srli_epi64(next_, kWordBits));
+  WBX_INLINE static Vector load(const GroupWord* from) { return avx512::load(from); }
+  WBX_INLINE static void store(GroupWord* to, Vector value) { avx512::store(to, value); }
+  template <int count>
+  WBX_INLINE static Vector left(Vector a) {
+    return _mm512_slli_epi64(a, count);
   }
-  // `word` is what the word has become, margins included.
-  WBX_INLINE void advance(Vector word) {
-    before_ = _mm512_and_si512(_mm512_slli_epi64(word, kWordBits), all(k.columnBefore));
-    own_ = next_;
-    ++at_;
+  template <int count>
+  WBX_INLINE static Vector right(Vector a) {
+    return _mm512_srli_epi64(a, count);
   }
-
- private:
-  static constexpr int kWordBits = kColumns * kPitch;
-
-  // A word with the rows above and below it.
-  WBX_INLINE Vector withRows(const GroupWord* at) const {
-    const Vector above = _mm512_slli_epi64(load(at - wordPitch_), kRows);
-    const Vector below = _mm512_srli_epi64(load(at + wordPitch_), kRows);
-    const Vector word = logic<kA | (kB & kC)>(load(at), above, all(k.rowAbove));
-    return logic<kA | (kB & kC)>(word, below, all(k.rowBelow));
+  WBX_INLINE static Vector either(Vector a, Vector b) { return _mm512_or_si512(a, b); }
+  WBX_INLINE static Vector either(Vector a, Vector b, Vector c) {
+    return logic<kA | kB | kC>(a, b, c);
   }
-
-  const Constants& k;
-  const GroupWord* at_;
-  i32 wordPitch_;
-  Vector before_ = _mm512_setzero_si512();
-  Vector own_, next_;
+  WBX_INLINE static Vector either(Vector a, Vector b, u64 constant) {
+    return logic<kA | (kB & kC)>(a, b, all(constant));
+  }
+  WBX_INLINE static Vector both(Vector a, Vector b) { return _mm512_and_si512(a, b); }
+  WBX_INLINE static Vector both(Vector a, u64 constant) { return both(a, all(constant)); }
+  WBX_INLINE static Vector without(Vector a, Vector b) { return _mm512_andnot_si512(b, a); }
+  WBX_INLINE static Mask members(u32 bits) { return static_cast<Mask>(bits); }
+  WBX_INLINE static Vector of(Vector a, Mask members) { return _mm512_maskz_mov_epi64(members, a); }
+  WBX_INLINE static bool isZero(Vector a) { return nonZero(a) == 0; }
 };
 
-// Samples with a neighbour in `word`.
-WBX_INLINE Vector neighbours(Vector word) {
-  const Vector vertical = _mm512_or_si512(_mm512_slli_epi64(word, 1), _mm512_srli_epi64(word, 1));
-  const Vector column = _mm512_or_si512(vertical, word);
-  return logic<kA | kB | kC>(vertical, _mm512_slli_epi64(column, kPitch),
-                             _mm512_srli_epi64(column, kPitch));
-}
-
-template <class Body>
-WBX_INLINE void forEachStripe(const GroupState& state, Body body) {
-  for (i32 stripe = 1; stripe <= state.stripes; ++stripe) body(stripe * state.wordPitch + 1);
-}
-
-// One word of all members on its way through a pass that finds significant samples, margins
-// included.
-struct Word {
-  Vector significant, negative;
-  Vector real;           // in the members that take part
-  Vector insignificant;  // of these, at first
-};
+using Word = GroupFinds<Lanes>;
 
 // A sample for which `hit` has decided: its sign, and its place in the word. `around` is the word
 // before it, turned by `turn` to have the sample at bit 63.
@@ -403,31 +379,6 @@ WBX_INLINE void makeSignificant(Decoder& mq, Word& word, Vector sample, Vector a
   word.significant = _mm512_mask_or_epi64(word.significant, hit, word.significant, sample);
   const Mask minus = mq.decideSign(around, _mm512_rolv_epi64(word.negative, turn), hit);
   word.negative = _mm512_mask_or_epi64(word.negative, minus, word.negative, sample);
-}
-
-// Calls body(mq, word, index) for all words in scan order; it tells whether it had work there.
-template <class Body>
-void findSignificant(GroupState& state, u32 members, Body body) {
-  Decoder mq(state);
-  const Constants& k = mq.k;
-  forEachStripe(state, [&](i32 first) {
-    Window significant(k, state.significant + first, state.wordPitch);
-    Window negative(k, state.negative + first, state.wordPitch);
-    for (i32 i = first; i < first + state.wordsAcross; ++i) {
-      Word word;
-      word.significant = significant.get();
-      word.negative = negative.get();
-      word.real = _mm512_maskz_mov_epi64(static_cast<Mask>(members), load(state.real + i));
-      word.insignificant = _mm512_andnot_si512(word.significant, word.real);
-      if (body(mq, word, i)) {
-        store(state.significant + i, _mm512_and_si512(word.significant, all(k.samples)));
-        store(state.negative + i, _mm512_and_si512(word.negative, all(k.samples)));
-      }
-      significant.advance(word.significant);
-      negative.advance(word.negative);
-    }
-  });
-  mq.finish();
 }
 
 void resetContexts(GroupState& state, u32 members) {
@@ -470,9 +421,10 @@ void start(GroupState& state) {
 
 // T.800 D.3.1.
 void significancePass(GroupState& state, u32 members) {
-  findSignificant(state, members, [&state](Decoder& mq, Word& word, i32 i) {
-    const Constants& k = mq.k;
-    Vector work = _mm512_and_si512(neighbours(word.significant), word.insignificant);
+  Decoder mq(state);
+  const Constants& k = mq.k;
+  findSignificant<Lanes>(k, state, members, [&](Word& word, i32 i) {
+    Vector work = _mm512_and_si512(neighbours<Lanes>(word.significant), word.insignificant);
     Vector waiting = _mm512_andnot_si512(work, word.insignificant);  // not in the pass so far
     const bool any = nonZero(work) != 0;
     for (Mask active = nonZero(work); active != 0; active = nonZero(work)) {
@@ -492,52 +444,40 @@ void significancePass(GroupState& state, u32 members) {
     store(state.visited + i, _mm512_andnot_si512(waiting, word.insignificant));
     return any;
   });
+  mq.finish();
 }
 
 // T.800 D.3.3.
 void refinementPass(GroupState& state, u32 members) {
   Decoder mq(state);
   const Constants& k = mq.k;
-  const Mask taking = static_cast<Mask>(members);
-  forEachStripe(state, [&](i32 first) {
-    Window window(k, state.significant + first, state.wordPitch);
-    for (i32 i = first; i < first + state.wordsAcross; ++i) {
-      const Vector significant = window.get();
-      const Vector real = _mm512_maskz_mov_epi64(taking, load(state.real + i));
-      Vector work = logic<kA & kB & ~kC>(significant, real, load(state.visited + i));
-      Mask active = nonZero(work);
-      if (active != 0) {
-        const Vector refined = load(state.refined + i);
-        const Vector firstWithNeighbour = _mm512_andnot_si512(refined, neighbours(significant));
-        store(state.refined + i, _mm512_or_si512(refined, work));
-        Vector ones = load(state.ones + i);
-        do {
-          const Vector sample = _mm512_srlv_epi64(all(k.top), _mm512_lzcnt_epi64(work));
-          work = _mm512_andnot_si512(sample, work);
-          const Vector context =
-              mq.refinementContext(_mm512_test_epi64_mask(firstWithNeighbour, sample),
-                                   _mm512_test_epi64_mask(refined, sample));
-          const Mask one = mq.decideRefinement(context, active);
-          ones = _mm512_mask_or_epi64(ones, one, ones, sample);
-          active = nonZero(work);
-        } while (active != 0);
-        store(state.ones + i, ones);
-      }
-      window.advance(significant);
+  const auto refine = [&](Vector work, Vector refined, Vector firstWithNeighbour) {
+    Vector ones = _mm512_setzero_si512();
+    for (Mask active = nonZero(work); active != 0; active = nonZero(work)) {
+      const Vector sample = _mm512_srlv_epi64(all(k.top), _mm512_lzcnt_epi64(work));
+      work = _mm512_andnot_si512(sample, work);
+      const Vector context =
+          mq.refinementContext(_mm512_test_epi64_mask(firstWithNeighbour, sample),
+                               _mm512_test_epi64_mask(refined, sample));
+      const Mask one = mq.decideRefinement(context, active);
+      ones = _mm512_mask_or_epi64(ones, one, ones, sample);
     }
-  });
+    return ones;
+  };
+  refineSignificant<Lanes>(k, state, members, refine);
   mq.finish();
 }
 
 // T.800 D.3.4.
 void cleanupPass(GroupState& state, u32 members) {
-  findSignificant(state, members, [&state](Decoder& mq, Word& word, i32 i) {
-    const Constants& k = mq.k;
+  Decoder mq(state);
+  const Constants& k = mq.k;
+  findSignificant<Lanes>(k, state, members, [&](Word& word, i32 i) {
     Vector work = _mm512_andnot_si512(load(state.visited + i), word.insignificant);
     if (nonZero(work) == 0) return false;
     // A sample past the bottom of the block counts as neighboured: no run starts in its column.
     Vector neighboured =
-        logic<kA | (~kB & kC)>(neighbours(word.significant), word.real, all(k.samples));
+        logic<kA | (~kB & kC)>(neighbours<Lanes>(word.significant), word.real, all(k.samples));
     for (Mask active = nonZero(work); active != 0; active = nonZero(work)) {
       Vector zeros = _mm512_lzcnt_epi64(work);
       Vector sample = _mm512_srlv_epi64(all(k.top), zeros);
@@ -569,6 +509,7 @@ void cleanupPass(GroupState& state, u32 members) {
     store(state.ones + i, _mm512_or_si512(load(state.ones + i), found));
     return true;
   });
+  mq.finish();
 }
 
 // T.800 D.5.
