@@ -18,6 +18,8 @@ Size blockSize(const Image& image, Size whole) {
 
 }  // namespace
 
+// What is set here comes with the image, so it goes past the classes that would write it to a file
+// beside the image.
 Dataset::Dataset(std::shared_ptr<Image> image, const Channels& channels, int level)
     : image_(std::move(image)), level_(level) {
   const Size size = image_->sizeAt(level);
