@@ -8,16 +8,27 @@ namespace wbx::gdal {
 namespace {
 
 constexpr int kBlockOfOneTile = 1024;
+constexpr int kSmallestBlock = 256;
 
-// A block is a tile, also at lower resolutions, where it then holds more of them: that keeps the
-// edges of blocks on those of tiles. One tile alone is decoded once and handed out in parts.
+int wholeTiles(int tile) {
+  return tile * ((kSmallestBlock + tile - 1) / tile);
+}
+
+// A block is a tile, or as many as make a block that is worth the call. At lower resolutions it has
+// the same size and holds more of them, which keeps the edges of blocks on those of tiles. One tile
+// alone is decoded once and handed out in parts.
 Size blockSize(const Image& image, Size whole) {
-  const Size block = image.isOneTile() ? Size{kBlockOfOneTile, kBlockOfOneTile} : image.tileSize();
+  Size block = {kBlockOfOneTile, kBlockOfOneTile};
+  if (!image.isOneTile()) {
+    block = {wholeTiles(image.tileSize().width), wholeTiles(image.tileSize().height)};
+  }
   return {std::min(block.width, whole.width), std::min(block.height, whole.height)};
 }
 
 }  // namespace
 
+// What is set here comes with the image, so it goes past the classes that would write it to a file
+// beside the image.
 Dataset::Dataset(std::shared_ptr<Image> image, const Channels& channels, int level)
     : image_(std::move(image)), level_(level) {
   const Size size = image_->sizeAt(level);

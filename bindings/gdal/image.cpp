@@ -43,7 +43,7 @@ void convertYcc(Sample* pixel, size_t step, size_t count, int precision) {
   const int bits = std::max(precision, 8);
   const int middle = 1 << (bits - 1);
   const auto rounded = [&](float value) {
-    return static_cast<Sample>(std::clamp(static_cast<int>(value + 0.5F), 0, 2 * middle - 1));
+    return static_cast<Sample>(std::clamp(std::lround(value), 0L, 2L * middle - 1));
   };
   for (; count > 0; --count, pixel += step) {
     const auto luminance = static_cast<float>(pixel[0]);
@@ -141,6 +141,11 @@ CPLErr Image::need(int level, const Rect& pixels) {
   if (level == level_ && decoded_.contains(pixels)) return CE_None;
   level_ = -1;
   decoded_ = selectTiles(level, pixels);
+  // The grid was read apart from the library, in case somebody made the two differ.
+  if (!decoded_.contains(pixels)) {
+    CPLError(CE_Failure, CPLE_AppDefined, "%s: where its tiles lie is not clear", path_.c_str());
+    return CE_Failure;
+  }
   const CPLErr result = decode(level);
   if (result == CE_None) level_ = level;
   return result;
