@@ -72,7 +72,7 @@ def test_the_plugin_function_of_pydicom_3(data):
     )  # fmt: skip
     content = (data / "rgb_transform.j2k").read_bytes()
     assert bytes(wbx.dicom.decode_frame(content, runner)) == wbx.imread(content).tobytes()
-    assert options == {"bits_allocated": 8, "photometric_interpretation": "RGB"}
+    assert options == {"bits_allocated": 8, "planar_configuration": 0, "photometric_interpretation": "RGB"}
     runner.rows = 38
     with pytest.raises(ValueError):
         wbx.dicom.decode_frame(content, runner)

@@ -17,18 +17,19 @@ import numpy as np
 import pytest
 
 import wbx
+from bare import plain_checksum
 from wbx._header import read_header
 
 
-def test_every_file_gives_the_samples_of_the_library(data, accepted, golden):
-    for name, *row in accepted:
+def test_every_file_gives_the_samples_of_the_library(data, accepted):
+    for name, (count, bits) in accepted.items():
         with wbx.open(data / name) as image:
             array = image.decode(options="video=2")
             packed = np.empty(array.shape, array.dtype)
             assert image.decode(out=packed, options="video=2") is packed, name
-        assert array.shape[2] == int(row[0]) and array.dtype == (np.uint8 if int(row[1]) <= 8 else np.uint16)
-        lift = 128 - 2 ** int(row[1]) // 2 if int(row[1]) < 8 else 0
-        assert zlib.crc32((packed + array.dtype.type(lift)).tobytes()) == golden[name], name
+        assert array.shape[2] == count and array.dtype == (np.uint8 if bits <= 8 else np.uint16)
+        lift = array.dtype.type(128 - 2**bits // 2 if bits < 8 else 0)
+        assert zlib.crc32((packed + lift).tobytes()) == plain_checksum(data / name), name
         step = 0 if image.reversible else 1
         assert packed.size == 0 or np.abs(array.astype(int) - packed).max() <= step, name
 
@@ -138,7 +139,7 @@ def test_out_may_be_any_view_and_nothing_else_is_touched(data, name):
 
 def test_tiles_regions_and_threads_give_parts_of_the_whole(data, accepted):
     rng = random.Random(1)
-    for name in [row[0] for row in accepted if "tiles" in row[0] or "offset" in row[0]]:
+    for name in [name for name in accepted if "tiles" in name or "offset" in name]:
         image = wbx.open((data / name).read_bytes())
         for level in range(image.levels):
             whole = image.decode(level=level)

@@ -33,7 +33,6 @@ NO_CODE = -1  # of a failure that the library did not report
 _HUGE = 2**28  # bytes of a picture that is decoded in rows of tiles
 _SMALL_TILE = 256  # rows or columns; smaller tiles share a chunk
 _MOST_TASKS = 1000  # that wait on the scheduler at a time
-_RETRIES = 10  # deaths of workers that a task outlives
 
 
 class Plan(NamedTuple):
@@ -148,7 +147,8 @@ def _write_chunks(folder: str, array: Any, first: int, chunk: Tuple[int, int]) -
 
 def _scaled(array: Any, precision: int) -> Any:
     """Samples that fill bytes or words, as PNG has them."""
-    return array << ((8 if precision <= 8 else 16) - precision)
+    most, full = 2**precision - 1, 255 if precision <= 8 else 65535
+    return array if most == full else ((array.astype("uint32") * full + most // 2) // most).astype(array.dtype)
 
 
 def do_file(path: str, plan: Plan) -> Dict[str, Any]:
@@ -276,7 +276,7 @@ def run(client: Any, files: Iterable[str], plan: Plan, report: _Report, show: An
     work = as_completed()
 
     def submit(path: str, function: Any, *more: Any) -> None:
-        future = client.submit(function, path, plan, *more, pure=False, retries=_RETRIES)
+        future = client.submit(function, path, plan, *more, pure=False)
         running[future.key] = path
         work.add(future)
 

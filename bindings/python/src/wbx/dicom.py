@@ -1,14 +1,15 @@
 """JPEG 2000 pixel data of medical pictures, for pydicom 2 and pydicom 3.
 
     >>> import wbx.dicom
-    >>> wbx.dicom.register()                            # in front of the decoders that are there
+    >>> wbx.dicom.register()
     >>> array = pydicom.dcmread("slide.dcm").pixel_array
 
 What the library refuses (signed samples, for example, with code 21), or what does not fit the header, raises,
 and pydicom goes on to its next handler or plugin.
 
-For pydicom 2 the module itself is a pixel data handler. For pydicom 3 `decode_frame` is a decoder plugin
-function; with it belong `is_available` and `DECODER_DEPENDENCIES`.
+For pydicom 2 the module itself is a pixel data handler, and the first one after `register`. For pydicom 3
+`decode_frame` is a decoder plugin function; with it belong `is_available` and `DECODER_DEPENDENCIES`. There it
+comes after the plugins that are there already; `pydicom.pixels.pixel_array(..., decoding_plugin="wbx")` asks for it.
 """
 
 from typing import Any, Dict, Tuple
@@ -88,6 +89,8 @@ def decode_frame(src: bytes, runner: Any) -> bytearray:
         pixels = bytearray(image.width * image.height * image.components * image.dtype.itemsize)
         image.decode(out=pixels)
         runner.set_option("bits_allocated", 8 * image.dtype.itemsize)
+        if image.components > 1:
+            runner.set_option("planar_configuration", 0)
     if runner.photometric_interpretation in _CONVERTED:
         runner.set_option("photometric_interpretation", "RGB")
     return pixels
@@ -105,8 +108,9 @@ def register() -> None:
         if module not in handlers:
             handlers.insert(0, module)
         return
-    from pydicom.pixels import decoders
+    from pydicom.pixels import get_decoder
 
-    for decoder in (decoders.JPEG2000LosslessDecoder, decoders.JPEG2000Decoder):
+    for uid in DECODER_DEPENDENCIES:
+        decoder = get_decoder(uid)
         if "wbx" not in decoder.available_plugins:
             decoder.add_plugin("wbx", (__name__, "decode_frame"))
