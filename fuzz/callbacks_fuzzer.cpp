@@ -52,15 +52,15 @@ class Host {
 
   [[nodiscard]] WBX_Handle open() {
     CustomCallbacks callbacks = {};
-    callbacks.read = [](void* buffer, u32 count, void* user) {
+    callbacks.read = [](void* buffer, u32 count, void* user) WBX_CALL {
       return static_cast<Host*>(user)->read(static_cast<u8*>(buffer), count);
     };
     if (hasSeek_) {
-      callbacks.seek = [](void* user, u32 offset) {
-        return static_cast<Host*>(user)->seek(offset);
-      };
+      callbacks.seek = [](void* user, u32 offset)
+                           WBX_CALL { return static_cast<Host*>(user)->seek(offset); };
     }
-    if (hasClose_) callbacks.close = [](void* user) { ++static_cast<Host*>(user)->closes_; };
+    if (hasClose_)
+      callbacks.close = [](void* user) WBX_CALL { ++static_cast<Host*>(user)->closes_; };
     handle_ = WBX_OpenCustom(this, &callbacks);
     opened_ = true;
     return handle_;

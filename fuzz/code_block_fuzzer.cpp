@@ -124,14 +124,14 @@ class PacketedBlock {
     std::copy(source_.begin(), source_.end(), exact_.get());
     memory_.open(exact_.get(), static_cast<u32>(source_.size()));
     CustomCallbacks callbacks = {};
-    callbacks.read = [](void* buffer, u32 count, void* user) {
+    callbacks.read = [](void* buffer, u32 count, void* user) WBX_CALL {
       auto* self = static_cast<PacketedBlock*>(user);
       const size_t there = std::min<size_t>(count, self->source_.size() - self->position_);
       std::copy_n(self->exact_.get() + self->position_, there, static_cast<u8*>(buffer));
       self->position_ += there;
       return static_cast<i32>(there);
     };
-    callbacks.seek = [](void* user, u32 offset) {
+    callbacks.seek = [](void* user, u32 offset) WBX_CALL {
       auto* self = static_cast<PacketedBlock*>(user);
       self->position_ = std::min<size_t>(offset, self->source_.size());
       return 0;

@@ -1,7 +1,6 @@
 # What the library is on Windows: undecorated names, nothing needed but the system and its C run-time
 # library, notices of loading, a version resource. The import library for mingw is made apart, since
 # on 32 bits callers name a function with the bytes of its arguments and the library does not.
-enable_language(RC)
 set(packaging ${PROJECT_SOURCE_DIR}/packaging/windows)
 
 configure_file(${packaging}/version.rc.in version.rc @ONLY)

@@ -226,6 +226,7 @@ Outcome settleArguments(const Texts& texts, Arguments& arguments) {
 
 std::optional<int> parseArguments(int argc, char** argv, Arguments& arguments) {
   CLI::App app("Decodes JPEG 2000 images and shows what they are made of.", "wbx-decode");
+  app.allow_windows_style_options(false);  // what starts with / is a path on every system
   app.set_version_flag("--version", "wbx-decode " WBX_TOOL_VERSION);
   app.footer(
       "Exit status: 0, 1 (an image, or a file that cannot be written), 2 (the command line).");

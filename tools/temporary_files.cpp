@@ -54,7 +54,7 @@ bool renameTemporary(const fs::path& temporary, const fs::path& target) {
   std::error_code error;
   fs::rename(temporary, target, error);
   if (error) {
-    errno = error.value();
+    errno = error.default_error_condition().value();
     return false;
   }
   list().paths.erase(temporary);

@@ -35,6 +35,7 @@ std::unique_ptr<PictureWriter> makeWriter(Format format, const PictureShape& sha
 
 // PNG: grey, grey and opacity, RGB or RGBA, with 8 or 16 bits to a sample; the true precision is in
 // an sBIT chunk if it is less. An ICC profile is passed on, unless libpng finds fault with it.
+// Without libpng it fails at begin().
 std::unique_ptr<PictureWriter> makePngWriter(const PictureShape& shape, const PngSettings& settings,
                                              OutputFile& file);
 

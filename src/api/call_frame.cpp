@@ -22,7 +22,7 @@ bool isOpenImage(WBX_Handle handle) {
 
 // False if another call was faster.
 bool takeHold(WBX_Handle handle) {
-  return !decoderOf(handle).busy.exchange(true, std::memory_order_acquire);
+  return decoderOf(handle).busy.exchange(1, std::memory_order_acquire) == 0;
 }
 
 }  // namespace
@@ -50,7 +50,7 @@ Hold::Hold(WBX_Handle handle)
       })) {}
 
 Hold::~Hold() {
-  if (code_ == WBX_OK) decoderOf(handle_).busy.store(false, std::memory_order_release);
+  if (code_ == WBX_OK) decoderOf(handle_).busy.store(0, std::memory_order_release);
 }
 
 i32 seize(WBX_Handle handle) {

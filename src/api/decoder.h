@@ -39,7 +39,8 @@ struct Decoder {
   Decoder& operator=(const Decoder&) = delete;
 
   std::atomic<bool> cancelled{false};  // read and stored relaxed
-  std::atomic<bool> busy{false};       // a call has hold of the object
+  // A call has hold of the object. A word, since an exchange of bytes needs libatomic on riscv64.
+  std::atomic<u32> busy{0};
   Arena arena{46000};
   ImageIndex index{arena};
   Rect decodeRegion;  // bounding rectangle of the selected tiles at full resolution

@@ -13,6 +13,7 @@ class Arena {
  public:
   // For some 32-bit systems alignof(u64) is 4.
   static constexpr size_t kAlignment = std::max(sizeof(u64), alignof(void*));
+  static constexpr i64 kMaxSize = 0x7FFFFFFC;  // the last multiple of 4 below 2^31
 
   constexpr explicit Arena(i32 firstBlockSize) : nextBlockSize_(firstBlockSize) {}
   ~Arena() { freeAll(); }
@@ -53,7 +54,6 @@ class Arena {
  private:
   struct Block;
 
-  static constexpr i64 kMaxSize = 0x7FFFFFFC;  // the last multiple of 4 below 2^31
   static constexpr i64 kRounding = kAlignment - 1;
 
   [[nodiscard]] bool addBlock(i64 size);

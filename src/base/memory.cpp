@@ -17,7 +17,9 @@ void* allocateMemory(size_t size, bool zeroed) {
   const MemoryWatch* watch = memoryWatch.load(std::memory_order_acquire);
   if (watch != nullptr && !watch->mayAllocate(bytes, zeroed)) return nullptr;
   // calloc takes large blocks from the system as zero pages, at no cost until they are touched.
-  return zeroed ? std::calloc(1, bytes) : std::malloc(bytes);
+  void* memory = zeroed ? std::calloc(1, bytes) : std::malloc(bytes);
+  if (memory == nullptr && watch != nullptr) watch->freed();
+  return memory;
 }
 
 void freeMemory(void* memory) {

@@ -106,6 +106,8 @@ std::uintptr_t stackPointer(const void* context) {
   return static_cast<std::uintptr_t>(machine.arm_sp);
 #elif defined(__linux__) && defined(__riscv)
   return static_cast<std::uintptr_t>(machine.__gregs[2]);
+#elif defined(__linux__) && defined(__s390x__)
+  return static_cast<std::uintptr_t>(machine.gregs[15]);
 #else
   static_cast<void>(machine);
   return 0;

@@ -46,6 +46,8 @@ class MetadataStore {
   u16 channelCount = 0;
   ChannelDefinition channelDefinition[4];
 
+  static constexpr i64 kMaxData = Arena::kMaxSize;
+
   // Room for the contents of an entry, which reads as zeros: what a source does not deliver never
   // hands anything of the heap to a caller. Null when memory runs out.
   [[nodiscard]] u8* allocateData(i64 size) { return static_cast<u8*>(arena_.allocateZeroed(size)); }

@@ -5,8 +5,6 @@
 
 namespace wbx {
 
-namespace {
-
 void readAndDrop(Stream& stream, u32 count) {
   u8 scratch[128];
   while (count > 0 && stream.isGood()) {
@@ -15,8 +13,6 @@ void readAndDrop(Stream& stream, u32 count) {
     count -= piece;
   }
 }
-
-}  // namespace
 
 bool skipBytes(Stream& stream, u32 count) {
   if (!stream.isSeekable()) {

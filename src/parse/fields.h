@@ -26,6 +26,9 @@ namespace wbx {
   return value;
 }
 
+// Reads `count` bytes, or what there is of them, that nobody looks at.
+void readAndDrop(Stream& stream, u32 count);
+
 // Moves on by `count` bytes whose contents nobody looks at, as far as the stream goes. False, with
 // nothing moved, when the position would not fit 32 bits: it must never run backwards.
 [[nodiscard]] bool skipBytes(Stream& stream, u32 count);

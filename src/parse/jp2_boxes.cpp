@@ -265,8 +265,9 @@ i32 BoxWalk::parseChannelDefinition() {
 
 i32 BoxWalk::parseURL() {
   static_cast<void>(takeU32(stream_));  // version and flags
-  const u8* text = storeEntry(stream_, store_, kMetaUrl, i64{storable()} - 4);
-  if (text == nullptr) return WBX_ERROR_MEMORY;
+  u8* text = nullptr;
+  const i32 code = storeEntry(stream_, store_, kMetaUrl, i64{storable()} - 4, &text);
+  if (code != 0) return code;
   logger.writeStamped(" URL: \"%.55s%s\"", previewText(text), previewMark(text));
   return readOrFailed();
 }
@@ -283,8 +284,9 @@ i32 BoxWalk::parseUUID() {
 // Kept whole, since only the UUID in front says what it is.
 i32 BoxWalk::storeUnknownUUID(const u8* uuid) {
   const i32 length = storable();
-  u8* data = store_.allocateData(length);
-  if (data == nullptr) return WBX_ERROR_MEMORY;
+  u8* data = nullptr;
+  const i32 code = makeRoom(stream_, store_, length, i64{length} - kUuidSize, &data);
+  if (code != 0) return code;
   if (length < kUuidSize) return WBX_ERROR_CORRUPT;
   std::memcpy(data, uuid, kUuidSize);
   stream_.readBytes(data + kUuidSize, static_cast<u32>(length - kUuidSize));
@@ -293,8 +295,8 @@ i32 BoxWalk::storeUnknownUUID(const u8* uuid) {
 
 // What is left of the payload behind the fields that were read.
 i32 BoxWalk::store(MetadataKind kind, i32 fieldsRead) {
-  const bool stored = storeEntry(stream_, store_, kind, i64{storable()} - fieldsRead) != nullptr;
-  return stored ? WBX_OK : WBX_ERROR_MEMORY;
+  u8* data = nullptr;
+  return storeEntry(stream_, store_, kind, i64{storable()} - fieldsRead, &data);
 }
 
 }  // namespace

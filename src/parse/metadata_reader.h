@@ -7,10 +7,15 @@
 
 namespace wbx {
 
+// Room for an entry of `size` bytes, `left` of which the source still has to deliver. 2 when there
+// is no memory for it, and for a size that no entry has; but 4 when the source does not hold the
+// bytes, so that the code tells of the file and not of the address space.
+[[nodiscard]] i32 makeRoom(Stream& stream, MetadataStore& store, i64 size, i64 left, u8** data);
+
 // Stores the next `length` bytes, what the source doesn't deliver as zeros, with a zero byte behind
-// them. Returns their place; null when memory runs out, and for a length below 0.
-[[nodiscard]] const u8* storeEntry(Stream& stream, MetadataStore& store, MetadataKind kind,
-                                   i64 length);
+// them, and tells their place. Returns 0 or an error code.
+[[nodiscard]] i32 storeEntry(Stream& stream, MetadataStore& store, MetadataKind kind, i64 length,
+                             u8** data);
 
 // The COM marker segment (T.800 A.9.2). Returns 0 or an error code.
 [[nodiscard]] i32 parseCOM(Stream& stream, MetadataStore& store, i32 payloadLength);

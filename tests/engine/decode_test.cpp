@@ -51,7 +51,7 @@ using Bytes = std::vector<uint8_t>;
 struct Source {
   explicit Source(Bytes content) : bytes(std::move(content)) {
     CustomCallbacks callbacks = {};
-    callbacks.read = [](void* to, uint32_t count, void* user) {
+    callbacks.read = [](void* to, uint32_t count, void* user) WBX_CALL {
       auto& self = *static_cast<Source*>(user);
       const auto there = std::min<size_t>(count, self.bytes.size() - self.position);
       std::memcpy(to, self.bytes.data() + self.position, there);
@@ -59,7 +59,7 @@ struct Source {
       if (self.cancels) WBX_Cancel(self.handle);
       return static_cast<int32_t>(there);
     };
-    callbacks.seek = [](void* user, uint32_t offset) {
+    callbacks.seek = [](void* user, uint32_t offset) WBX_CALL {
       auto& self = *static_cast<Source*>(user);
       self.position = std::min<size_t>(offset, self.bytes.size());
       return int32_t{0};

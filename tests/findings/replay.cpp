@@ -13,7 +13,7 @@ extern "C" int LLVMFuzzerTestOneInput(const wbx::u8* data, size_t size);
 namespace {
 
 void replay(const std::filesystem::path& path) {
-  std::printf("%s\n", path.filename().c_str());
+  std::printf("%s\n", path.filename().string().c_str());
   std::fflush(stdout);
   std::ifstream file(path, std::ios::binary);
   const std::vector<char> bytes{std::istreambuf_iterator<char>(file), {}};

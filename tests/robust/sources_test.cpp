@@ -128,7 +128,7 @@ TEST(BrokenSources, AtEveryCallOfADecodeShowNothingThatNeverCame) {
 TEST(BrokenSources, ThatBoastAreNotBelieved) {
   Bytes rest = dataFile("irr_tiles.j2k");
   CustomCallbacks callbacks = {};
-  callbacks.read = [](void* buffer, uint32_t count, void* user) -> int32_t {
+  callbacks.read = [](void* buffer, uint32_t count, void* user) WBX_CALL -> int32_t {
     Bytes& left = *static_cast<Bytes*>(user);
     const size_t part = std::min<size_t>(count, left.size());
     std::copy_n(left.begin(), part, static_cast<uint8_t*>(buffer));
@@ -142,7 +142,7 @@ TEST(BrokenSources, ThatBoastAreNotBelieved) {
 }
 
 TEST(BrokenSources, AFileThatShrinksAndAFolder) {
-  const std::filesystem::path path = std::filesystem::temp_directory_path() / "wbx-shrinking.j2k";
+  const std::filesystem::path path = "shrinking.j2k";
   const Bytes bytes = dataFile("irr_tiles.j2k");
   for (size_t left = 0; left < bytes.size(); left += 97) {
     std::ofstream(path, std::ios::binary)
@@ -154,7 +154,7 @@ TEST(BrokenSources, AFileThatShrinksAndAFolder) {
     WBX_Close(handle);
   }
   std::filesystem::remove(path);
-  EXPECT_EQ(WBX_OpenFile(path.parent_path().string().c_str()), nullptr);
+  EXPECT_EQ(WBX_OpenFile("."), nullptr);
   EXPECT_TRUE(WBX_getLastError() == WBX_ERROR_READ || WBX_getLastError() == WBX_ERROR_OPEN);
 }
 

@@ -57,8 +57,12 @@ constexpr MemoryWatch kWatches[] = {{&mayAllocate, &freed, false}, {&mayAllocate
 
 }  // namespace
 
+std::string dataPath(const std::string& name) {
+  return std::string(WBX_TEST_DATA) + "/" + name;
+}
+
 Bytes dataFile(const std::string& name) {
-  std::ifstream in(std::string(WBX_TEST_DATA) + "/" + name, std::ios::binary);
+  std::ifstream in(dataPath(name), std::ios::binary);
   EXPECT_TRUE(in.good()) << name;
   return {std::istreambuf_iterator<char>(in), {}};
 }
@@ -189,12 +193,12 @@ WBX_Handle Source::open() {
   if (way == Way::kMemory)
     return handle = WBX_OpenMemory(bytes.data(), static_cast<int32_t>(bytes.size()));
   CustomCallbacks callbacks = {};
-  callbacks.read = [](void* buffer, uint32_t count, void* user) {
+  callbacks.read = [](void* buffer, uint32_t count, void* user) WBX_CALL {
     return static_cast<Source*>(user)->read(static_cast<uint8_t*>(buffer), count);
   };
-  callbacks.close = [](void* user) { ++static_cast<Source*>(user)->closes; };
+  callbacks.close = [](void* user) WBX_CALL { ++static_cast<Source*>(user)->closes; };
   if (way == Way::kSeekable) {
-    callbacks.seek = [](void* user, uint32_t offset) {
+    callbacks.seek = [](void* user, uint32_t offset) WBX_CALL {
       Source& source = *static_cast<Source*>(user);
       if (source.strikes()) return -1;
       source.position_ = std::min<size_t>(offset, source.bytes.size());
@@ -230,6 +234,81 @@ int32_t Source::read(uint8_t* buffer, uint32_t count) {
   std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(position_), delivered, buffer);
   position_ += delivered;
   return static_cast<int32_t>(delivered);
+}
+
+std::string takeLog() {
+  std::ifstream file("wbx-codec.log");
+  std::string text{std::istreambuf_iterator<char>(file), {}};
+  file.close();
+  std::filesystem::remove("wbx-codec.log");
+  return text;
+}
+
+std::uintptr_t wildAddress() {
+  static std::atomic<std::uintptr_t> threads;
+  thread_local volatile std::uintptr_t address = 256 * (1 + threads++ % 64);
+  return address;
+}
+
+__attribute__((no_sanitize("undefined", "address", "thread"))) void strike() {
+  *wild<volatile int*>() = 1;
+}
+
+#if defined(__SANITIZE_ADDRESS__)
+extern "C" void __lsan_disable();
+extern "C" void __lsan_enable();
+AcceptLeaks::AcceptLeaks() {
+  __lsan_disable();
+}
+AcceptLeaks::~AcceptLeaks() {
+  __lsan_enable();
+}
+#else
+AcceptLeaks::AcceptLeaks() = default;
+AcceptLeaks::~AcceptLeaks() = default;
+#endif
+
+int32_t codeOfOpenThat(void (*action)()) {
+  CustomCallbacks callbacks = {};
+  callbacks.read = [](void*, uint32_t, void* user) WBX_CALL -> int32_t {
+    reinterpret_cast<void (*)()>(user)();
+    return -1;
+  };
+  EXPECT_EQ(WBX_OpenCustom(reinterpret_cast<void*>(action), &callbacks), nullptr);
+  return WBX_getLastError();
+}
+
+void strikeOften(const Bytes& file, int times) {
+  for (int i = 0; i < times; ++i) {
+    Source source(file, Way::kMemory);
+    const WBX_Handle handle = source.open();
+    ASSERT_NE(handle, nullptr);
+    uint32_t u = 0;
+    const void* data = nullptr;
+    for (const std::uintptr_t place :
+         {std::uintptr_t{4096}, std::uintptr_t{4099}, ~std::uintptr_t{7}}) {
+      const auto none = reinterpret_cast<WBX_Handle>(place);
+      EXPECT_EQ(WBX_GetInfo(none, nullptr, nullptr, nullptr), WBX_ERROR_ARGUMENT);
+      EXPECT_EQ(WBX_SelectTiles(none, 0, 0, 1), WBX_ERROR_ARGUMENT);
+      EXPECT_EQ(WBX_Close(none), WBX_ERROR_ARGUMENT);
+      WBX_Cancel(none);
+      EXPECT_EQ(WBX_getLastError(), WBX_ERROR_ARGUMENT);
+    }
+    EXPECT_EQ(WBX_GetInfo(handle, wild<uint32_t*>(), nullptr, nullptr), WBX_ERROR_ARGUMENT);
+    EXPECT_EQ(WBX_GetInfoEx(handle, wild<WBX_ImageInfoEx*>()), WBX_ERROR_ARGUMENT);
+    EXPECT_EQ(WBX_GetResolutions(handle, wild<int32_t*>()), WBX_ERROR_ARGUMENT);
+    EXPECT_EQ(WBX_GetResolutionDimensionsByStr(handle, wild<char*>(), &u, &u), WBX_ERROR_ARGUMENT);
+    EXPECT_EQ(WBX_GetMetaData(handle, wild<int32_t*>(), &u, &data, &u), WBX_ERROR_INTERNAL);
+    EXPECT_EQ(WBX_GetResolutionDimensions(handle, 0, wild<uint32_t*>(), &u), WBX_ERROR_INTERNAL);
+    EXPECT_EQ(WBX_OpenCustom(nullptr, wild<CustomCallbacks*>()), nullptr);
+    EXPECT_EQ(WBX_getLastError(), WBX_ERROR_ARGUMENT);
+    EXPECT_EQ(WBX_OpenMemory(wild<void*>(), 100), nullptr);
+    EXPECT_EQ(WBX_getLastError(), WBX_ERROR_INTERNAL);
+    void* buffer = wild<void*>();
+    u = 0;
+    EXPECT_EQ(WBX_Decode(handle, &buffer, &u, nullptr, nullptr), WBX_ERROR_INTERNAL);
+    EXPECT_EQ(decodeInternal(handle).code, WBX_OK) << "the handle outlives a wild picture";
+  }
 }
 
 bool blamesTheImage(int32_t code) {

@@ -25,6 +25,7 @@ struct NamedFile {
   std::string name;
   Bytes bytes;
 };
+[[nodiscard]] std::string dataPath(const std::string& name);
 [[nodiscard]] Bytes dataFile(const std::string& name);
 [[nodiscard]] const std::vector<NamedFile>& smallFiles();
 
@@ -104,6 +105,31 @@ struct Source {
 
   size_t position_ = 0;
 };
+
+// What a log holds that was stopped, which is then gone.
+[[nodiscard]] std::string takeLog();
+
+// Where no process has memory, without undefined behaviour that a compiler sees. Each thread has a
+// place of its own, or they would race for it.
+[[nodiscard]] std::uintptr_t wildAddress();
+template <class T>
+[[nodiscard]] T wild() {
+  return reinterpret_cast<T>(wildAddress());
+}
+void strike();  // stores there
+
+// A call that a fault or a jump ended leaves memory behind, which a leak checker need not be told.
+struct AcceptLeaks {
+  AcceptLeaks();
+  ~AcceptLeaks();
+  AcceptLeaks(const AcceptLeaks&) = delete;
+  AcceptLeaks& operator=(const AcceptLeaks&) = delete;
+};
+
+// The code of an open whose first read does this.
+int32_t codeOfOpenThat(void (*action)());
+// Each of the ways in which a call meets memory that is not there.
+void strikeOften(const Bytes& file, int times);
 
 // A code that blames the image: 2, 3, 4, 13 to 26.
 [[nodiscard]] bool blamesTheImage(int32_t code);

@@ -62,11 +62,12 @@ uint32_t crc32(const uint8_t* bytes, size_t size) {
   return ~crc;
 }
 
-// Whether a stream decodes to words: by the first Ssiz, 38 bytes behind the SIZ marker.
+// Whether a stream decodes to words: by the low six bits of the first Ssiz, 38 bytes behind the SIZ
+// marker.
 bool decodesToWords(const Bytes& stream) {
   static const uint8_t start[] = {0xFF, 0x4F, 0xFF, 0x51};
   const auto at = std::search(stream.begin(), stream.end(), std::begin(start), std::end(start));
-  return stream.end() - at > 42 && at[42] > 7;
+  return stream.end() - at > 42 && (at[42] & 0x3F) > 7;
 }
 
 // A source of callbacks. At a call of a given number it can do what a source should not.
@@ -125,6 +126,7 @@ class Player {
 
   // The session with the answers of now in place of those that it holds.
   Lines play(const Lines& session) {
+    readAhead(session);
     for (const std::string& line : session) {
       const bool hex = line.starts_with("  "), command = line.starts_with("> ");
       if (hex || command || line.empty() || line[0] == '#' || line[0] == '=') out_.push_back(line);
@@ -135,6 +137,14 @@ class Player {
   }
 
  private:
+  // The files of a session: between the library's calls no other may change the last error.
+  void readAhead(const Lines& session) {
+    for (const std::string& line : session) {
+      const std::string name = line.substr(line.rfind(' ') + 1);
+      std::error_code none;
+      if (line.starts_with("> open ") && fs::is_regular_file(data_ / name, none)) bytesOf(name);
+    }
+  }
   void run(const std::string& command) {
     static const std::regex form("\"([^\"]*)\"|(\\S+)");
     words_.clear();

@@ -57,14 +57,14 @@ class PacketedBlocks {
     }
     memory_.open(source_.data(), static_cast<u32>(source_.size()));
     CustomCallbacks callbacks = {};
-    callbacks.read = [](void* buffer, u32 count, void* user) {
+    callbacks.read = [](void* buffer, u32 count, void* user) WBX_CALL {
       auto& self = *static_cast<PacketedBlocks*>(user);
       const auto there = std::min<size_t>(count, self.source_.size() - self.position_);
       std::memcpy(buffer, self.source_.data() + self.position_, there);
       self.position_ += there;
       return static_cast<i32>(there);
     };
-    callbacks.seek = [](void* user, u32 offset) {
+    callbacks.seek = [](void* user, u32 offset) WBX_CALL {
       auto& self = *static_cast<PacketedBlocks*>(user);
       self.position_ = std::min<size_t>(offset, self.source_.size());
       return 0;
