@@ -1,6 +1,7 @@
 // The same visit through callbacks that deliver short, fail, fault, cannot seek or cancel, and
 // without memory from some allocation on.
 #include <algorithm>
+#include <csignal>
 #include <optional>
 
 #include "codestream_mutator.h"
@@ -27,9 +28,31 @@ struct AcceptLeaks {
   }
 };
 
-// What the fault guard of the library takes, with a sanitizer around as well.
+volatile std::sig_atomic_t signalExpected = 0;
+
+// The application's own handler below that of the library. Anything but a signal that was sent is
+// a fault outside the guard.
+void takeSignal(int) {
+  if (signalExpected == 0) std::abort();
+  signalExpected = 0;
+}
+
+void handleSignals() {
+  WBX_CloseLibrary();
+  std::signal(SIGFPE, &takeSignal);
+  WBX_InitLibrary();
+}
+
+// What the fault guard of the library takes, with a sanitizer around as well, or a signal that it
+// hands on.
 __attribute__((no_sanitize("undefined"))) void fault(i64 kind) {
   volatile i32 zero = 0;
+  if (kind == 3) {
+    signalExpected = 1;
+    std::raise(SIGFPE);
+    require(signalExpected == 0, "a signal was not handed on");
+    return;
+  }
   if (kind == 0) throw kind;
   if (kind == 1) zero = 7 / zero;
   __builtin_trap();
@@ -85,7 +108,7 @@ class Host {
 
   i32 read(u8* buffer, u32 count) {
     const Mishap mishap = strikes() ? mishap_ : Mishap::kNone;
-    if (mishap == Mishap::kError && faults_) fault(at_ % 3);
+    if (mishap == Mishap::kError && faults_) fault(at_ % 4);
     if (mishap == Mishap::kError) return -1;
     if (mishap == Mishap::kEnd) return 0;
     if (mishap == Mishap::kCancel && opened_) WBX_Cancel(handle_);
@@ -126,6 +149,7 @@ Visit visitOnce(Host& host, Decisions tail) {
 }
 
 void run(const FileInput& input) {
+  [[maybe_unused]] static const bool once = (handleSignals(), true);
   Decisions tail = input.tail;
   Host host(input, tail);
   std::optional<Shortage> shortage;
