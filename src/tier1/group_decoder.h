@@ -12,14 +12,14 @@
 
 namespace wbx {
 
-// Takes code blocks of the subbands of a tile-component, and decodes them in groups. The blocks of
+// Takes code blocks of the components of a tile, and decodes them in groups. The blocks of
 // a group, its members, run through their passes in step, each in its element of the vector
 // registers, so a group is put together from blocks of about the same number of passes and bytes.
 // It takes blocks with the default style and without a region of interest, which is nearly every
 // block there is; BlockDecoder takes all others.
 class GroupDecoder {
  public:
-  static constexpr i32 kCapacity = 128;
+  static constexpr i32 kCapacity = 256;
   static constexpr i32 kMembers = GroupWord::kMembers;
   // A group takes as long as its largest member, and about this many times as long as that block
   // by itself: with fewer bytes in all, its members are done sooner one by one.
