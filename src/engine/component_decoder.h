@@ -23,12 +23,18 @@ constexpr i32 bandNumber(i32 resolution, i32 place) {
   return resolution == 0 ? 0 : 3 * (resolution - 1) + 1 + place;
 }
 
-// A caller whose callbacks read for the decode sees the order of its reads. Where one fails or
-// cancels the decode it tells which blocks are lost, and nothing of their component is written. So
+// Whether the order of the blocks of a tile can be seen. A caller whose callbacks read for the
+// decode sees its reads, and where one fails or cancels the decode it tells which blocks are lost,
+// and nothing of their component is written; the log shows segmentation symbols that are wrong. So
 // all blocks of a component are decoded before its first row, and the components one by one.
-inline bool readsAreSeen(const Tile& tile) {
+inline bool orderIsSeen(const Tile& tile) {
   const Stream* stream = tile.stream;
-  return stream != nullptr && stream->type() == Stream::kCustom && stream->isSeekable();
+  const bool reads = stream != nullptr && stream->type() == Stream::kCustom && stream->isSeekable();
+  const ComponentCoding* coding = tile.style.component;
+  return reads ||
+         (logger.active() && std::any_of(coding, coding + tile.componentCount, [](auto& c) {
+            return (c.cblkStyle & kStyleSegsym) != 0;
+          }));
 }
 
 // K is the wavelet kernel of the component.
@@ -41,13 +47,13 @@ template <class Traits, class K>
 class ComponentDecoder final : public ComponentWork {
  public:
   ComponentDecoder(const EngineContext& context, const ScanlineWriter& output, const Tile& tile,
-                   i32 index, ComponentGroup& group, i32 placeInGroup)
+                   i32 index, ComponentGroup& group, i32 placeInGroup, bool wholly)
       : context_(context),
         group_(group),
-        tile_(tile),
         component_(tile.components[index]),
         coding_(tile.style.component[index]),
         firstNumber_(placeInGroup * ComponentGroup::kBands),
+        wholly_(wholly),
         last_(coding_.resolutions - context.options->res_level - 1),
         decoded_(context.options->video == 1 && last_ > 0 ? last_ - 1 : last_),
         size_(component_.resolutions[last_].rect),
@@ -108,10 +114,10 @@ class ComponentDecoder final : public ComponentWork {
 
   const EngineContext& context_;
   ComponentGroup& group_;
-  const Tile& tile_;
   const TileComponent& component_;
   const ComponentCoding& coding_;
   const i32 firstNumber_;
+  const bool wholly_;  // all blocks come before the first row
   const i32 last_;     // the last resolution to rebuild
   const i32 decoded_;  // the last one whose blocks are decoded
   const Rect size_;    // of the last resolution
@@ -179,7 +185,7 @@ BlockBand ComponentDecoder<Traits, K>::codingOf(const Subband& subband, i32 numb
 template <class Traits, class K>
 i64 ComponentDecoder<Traits, K>::rowsInWork(i32 r, i32 blockHeight) const {
   constexpr i32 kBlocks = 128;
-  if (readsAreSeen(tile_)) return size_.height();
+  if (wholly_) return size_.height();
   const Resolution& resolution = component_.resolutions[decoded_];
   const Subband& subband = resolution.subbands[0];
   const i32 blocksAcross = resolution.subbandCount * ((subband.rect.width() >> subband.xcb) + 1);

@@ -14,7 +14,6 @@ namespace wbx {
 // choose groups from, if they have the same rows.
 inline bool goesTogether(const Tile& tile, i32 count) {
   constexpr i32 kFewBlocks = 96;
-  if (readsAreSeen(tile)) return false;
   for (i32 c = 0; c < count; ++c) {
     const TileComponent& component = tile.components[c];
     const ComponentCoding& coding = tile.style.component[c];
@@ -34,18 +33,19 @@ i32 TileEngine<Traits>::forEachGroup(const Tile& tile, const Body& body) {
   static constexpr i32 kOrders[kMaxComponents][kMaxComponents] = {
       {0}, {0, 1}, {2, 1, 0}, {2, 1, 0, 3}};
   const i32 count = context.components;
-  const i32 groupSize = goesTogether(tile, count) ? count : 1;
+  const bool wholly = orderIsSeen(tile);
+  const i32 groupSize = !wholly && goesTogether(tile, count) ? count : 1;
   for (i32 first = 0; first < count; first += groupSize) {
     ComponentGroup group(context, tile);
     std::variant<std::monostate, Reversible, Irreversible> components[kMaxComponents];
     for (i32 place = 0; place < groupSize; ++place) {
       const i32 n = kOrders[count - 1][first + place];
       if (tile.style.component[n].transform == kKernel53) {
-        group.add(
-            components[place].template emplace<Reversible>(context, writer, tile, n, group, place));
+        group.add(components[place].template emplace<Reversible>(context, writer, tile, n, group,
+                                                                 place, wholly));
       } else {
         group.add(components[place].template emplace<Irreversible>(context, writer, tile, n, group,
-                                                                   place));
+                                                                   place, wholly));
       }
     }
     const i32 code = body(group);
