@@ -1,32 +1,16 @@
 // TileEngine: turns one tile, whose packets were read at open, into samples of the output.
 #pragma once
 
-#include <atomic>
-
 #include "base/types.h"
-#include "engine/decode_options.h"
+#include "engine/component_group.h"
 #include "engine/scanline_writer.h"
-#include "engine/working_area.h"
-#include "tier1/block_decoder.h"
-#include "tier1/group_decoder.h"
 #include "tier2/tile.h"
 
 namespace wbx {
 
-// Constant over one decode; set by the decode driver.
-struct EngineContext {
-  BlockDecoder* blockDecoder = nullptr;
-  GroupDecoder* groupDecoder = nullptr;
-  const DecodeOptions* options = nullptr;
-  i32 components = 0;  // of the image
-  const std::atomic<bool>* cancelFlag = nullptr;
-
-  [[nodiscard]] bool cancelled() const { return cancelFlag->load(std::memory_order_relaxed); }
-};
-
-// A component is taken all the way to output samples before the next one starts, in the order 2,
-// 1, 0, 3, so that one working area serves them all. Traits (Engine8Traits, Engine16Traits) names
-// the kernels, the sample format and the dequantization.
+// Takes the components in the order 2, 1, 0, 3: row by row side by side, or, where they have not
+// the same rows or the source's reads are seen, one after the other. Traits (Engine8Traits,
+// Engine16Traits) names the kernels, the sample format and the dequantization.
 template <class Traits>
 class TileEngine {
  public:
@@ -41,9 +25,9 @@ class TileEngine {
   void freeArea() { area_.release(); }
 
  private:
-  // Calls the body with the decoder of each component in turn, until one returns a code.
+  // Calls the body with each group of components in turn, until one returns a code.
   template <class Body>
-  [[nodiscard]] i32 forEachComponent(const Tile& tile, const Body& body);
+  [[nodiscard]] i32 forEachGroup(const Tile& tile, const Body& body);
 
   WorkingArea area_;
 };

@@ -12,14 +12,14 @@
 
 namespace wbx {
 
-// Takes code blocks of the subbands of a tile-component, and decodes them in groups. The blocks of
+// Takes code blocks of the components of a tile, and decodes them in groups. The blocks of
 // a group, its members, run through their passes in step, each in its element of the vector
 // registers, so a group is put together from blocks of about the same number of passes and bytes.
 // It takes blocks of every style, but none with a region of interest, nor segments that end inside
 // a block from a source that is not in memory; BlockDecoder takes those.
 class GroupDecoder {
  public:
-  static constexpr i32 kCapacity = 128;
+  static constexpr i32 kCapacity = 256;
   static constexpr i32 kMembers = GroupWord::kMembers;
   // What a group costs, in the bytes of blocks that are decoded one by one in the same time: so
   // many times those of its largest block, and a byte for so many samples that a pass walks over.
