@@ -21,6 +21,7 @@ typedef struct Boxes {
   Span palette;
   Span mapping;
   Span definitions;
+  Span codestream;
 } Boxes;
 
 /* Big-endian; past the end there are zeros. */
@@ -49,11 +50,13 @@ static void note_box(Boxes* boxes, const guint8* type, Span payload) {
  * beside it, which is how the library reads them. */
 static void find_boxes(Boxes* boxes, Span file) {
   memset(boxes, 0, sizeof *boxes);
+  boxes->codestream = file;
   if (file.size < 2 || file.bytes[0] != 0 || file.bytes[1] != 0) return;
   while (file.size >= 8) {
     const guint8* type = file.bytes + 4;
     Span header = {file.bytes, 8};
     gsize length = take(&header, 4);
+    boxes->codestream = (Span){file.bytes + 8, file.size - 8};
     if (is_type(type, "jp2c") || length < 8) return;
     length = is_type(type, "jp2h") ? 8 : MIN(length, file.size);
     note_box(boxes, type, (Span){file.bytes + 8, length - 8});
@@ -159,12 +162,26 @@ static void define_channels(ColourPlan* plan, Span box, const Channel* channels,
   }
 }
 
+/* By all custom small components are chroma, whatever else the file says. SIZ comes first in a
+ * codestream (T.800 A.5.1). */
+static gboolean has_small_chroma(Span codestream, guint components) {
+  guint whole = 0;
+  guint i;
+  if (components != 3 || codestream.size < 51) return FALSE;
+  for (i = 0; i < 3; ++i) {
+    const guint8* steps = codestream.bytes + 43 + 3 * i;
+    if (steps[0] == 1 && steps[1] == 1) whole |= 1u << i;
+  }
+  return whole == 1;
+}
+
 void colour_plan_read(ColourPlan* plan, const guint8* bytes, gsize size, guint components) {
   Channel channels[kMostChannels];
   Boxes boxes;
   guint i;
   memset(plan, 0, sizeof *plan);
   find_boxes(&boxes, (Span){bytes, size});
+  plan->ycc = has_small_chroma(boxes.codestream, components);
   if (boxes.palette.bytes != NULL) read_palette(&plan->palette, boxes.palette);
   const guint count = list_channels(&plan->palette, boxes.mapping, components, channels);
   for (i = 0; i < 3; ++i) plan->channels[i] = channels[i < count ? i : 0];
@@ -181,7 +198,8 @@ gboolean colour_plan_is_direct(const ColourPlan* plan, guint components) {
     const guint own = components == 1 ? 0 : i;
     if (plan->channels[i].column != kNone || plan->channels[i].sample != own) return FALSE;
   }
-  return !plan->premultiplied && (components == used || (components == 1 && !plan->opacity));
+  return !plan->premultiplied && !plan->ycc &&
+         (components == used || (components == 1 && !plan->opacity));
 }
 
 void colour_plan_fill_table(const ColourPlan* plan, guint channel, guint bits, guint8* table) {

@@ -26,6 +26,7 @@ typedef struct ColourPlan {
   Channel channels[4]; /* red, green, blue, opacity */
   gboolean opacity;
   gboolean premultiplied;
+  gboolean ycc; /* the components are luminance and chroma */
   Palette palette;
 } ColourPlan;
 

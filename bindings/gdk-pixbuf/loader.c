@@ -74,9 +74,35 @@ static gboolean decode_to(const Picture* picture, guint8* pixels, guint pitch, g
   uint32_t row_size = pitch;
   uint32_t size = pitch * picture->height;
   char options[64];
-  g_snprintf(options, sizeof options, "rl=%d,bpp=%u,co=RGB0,video=0", picture->level, pixel_size);
+  g_snprintf(options, sizeof options, "rl=%d,bpp=%u,co=RGB0,video=0%s", picture->level, pixel_size,
+             picture->plan.ycc ? ",nomct" : "");
   const gint32 code = WBX_Decode(picture->image, &buffer, &size, options, &row_size);
   return code == WBX_OK ? TRUE : fail_with_code(error, code);
+}
+
+/* The inverse irreversible component transform (T.800 G.3.2), in place. */
+static void convert_ycc(const Picture* picture, guint8* raw) {
+  const guint64 count = (guint64)picture->width * picture->height;
+  const gint middle = 1 << (MAX(picture->info.precision, 8u) - 1);
+  guint16* words = (guint16*)(void*)raw;
+  guint64 i;
+  guint k;
+  for (i = 0; i < 3 * count; i += 3) {
+    const gboolean wide = picture->info.precision > 8;
+    const float y = wide ? words[i] : raw[i];
+    const float blue = (float)((wide ? words[i + 1] : raw[i + 1]) - middle);
+    const float red = (float)((wide ? words[i + 2] : raw[i + 2]) - middle);
+    const float colours[] = {y + 1.402F * red, y - 0.344136F * blue - 0.714136F * red,
+                             y + 1.772F * blue};
+    for (k = 0; k < 3; ++k) {
+      const gint value = CLAMP((gint)(colours[k] + 0.5F), 0, 2 * middle - 1);
+      if (wide) {
+        words[i + k] = (guint16)value;
+      } else {
+        raw[i + k] = (guint8)value;
+      }
+    }
+  }
 }
 
 /* Straight colours out of colours that were multiplied by opacity. */
@@ -119,14 +145,15 @@ static void convert(const Picture* picture, const guint8* raw, GdkPixbuf* pixbuf
   }
 }
 
-/* For samples that are no bytes of a pixbuf: depths other than 8, palettes, channels in another
- * order or number. */
+/* For samples that are no bytes of a pixbuf: depths other than 8, palettes, luminance and chroma,
+ * channels in another order or number. */
 static gboolean decode_and_convert(const Picture* picture, GdkPixbuf* pixbuf, GError** error) {
   const guint pixel_size = picture->info.components * (picture->info.precision > 8 ? 2 : 1);
   const guint64 size = (guint64)picture->width * picture->height * pixel_size;
   guint8* raw = size <= G_MAXUINT32 ? g_try_malloc0((gsize)size) : NULL;
   if (raw == NULL) return fail_with_code(error, WBX_ERROR_MEMORY);
   const gboolean done = decode_to(picture, raw, picture->width * pixel_size, pixel_size, error);
+  if (done && picture->plan.ycc) convert_ycc(picture, raw);
   if (done) convert(picture, raw, pixbuf);
   g_free(raw);
   return done;

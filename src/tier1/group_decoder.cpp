@@ -302,7 +302,8 @@ u32 GroupDecoder::atSegmentEnd(u32 members) const {
   u32 ended = 0;
   for (i32 member = 0; member < kMembers; ++member) {
     if ((members >> member & 1) == 0) continue;
-    const u64 lastByte = nextSegment_[member][-1].lastByte;
+    const Segment* const current = nextSegment_[member] - 1;
+    const u64 lastByte = current->lastByte;
     if (lastByte != Segment::kNoEnd && passes_->usedBits(state_, member) > lastByte)
       ended |= 1u << member;
   }
