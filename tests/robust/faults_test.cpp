@@ -51,7 +51,6 @@ TEST(Faults, OfACallbackEndTheCallAndAreLogged) {
 }
 
 TEST(Faults, OfManyThreadsEndTheirOwnCalls) {
-  const AcceptLeaks accept;
   const Bytes file = dataFile("bits_12_422.j2k");
   std::vector<std::thread> threads;
   for (int i = 0; i < 8; ++i) threads.emplace_back([&file] { strikeOften(file, 3); });

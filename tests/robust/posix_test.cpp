@@ -86,7 +86,6 @@ class FaultsBesideAnApplication : public testing::Test {
     WBX_InitLibrary();
   }
   void strikeBoth() const {
-    const AcceptLeaks accept;
     for (int round = 0; round < 3; ++round) {
       strikeOften(file_, 3);
       EXPECT_TRUE(applicationSurvives());

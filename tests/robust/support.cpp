@@ -281,6 +281,7 @@ int32_t codeOfOpenThat(void (*action)()) {
 }
 
 void strikeOften(const Bytes& file, int times) {
+  const AcceptLeaks accept;
   for (int i = 0; i < times; ++i) {
     Source source(file, Way::kMemory);
     const WBX_Handle handle = source.open();

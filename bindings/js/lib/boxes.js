@@ -31,7 +31,7 @@ class Reader {
   }
 }
 
-// The boxes in front of the codestream, as pairs of a type and a payload. A header box is opened:
+// The boxes to the codestream, as pairs of a type and a payload. A header box is opened:
 // its children come as if they stood beside it, which is how the library reads them.
 function* boxesOf(bytes) {
   let at = 0;
@@ -39,6 +39,7 @@ function* boxesOf(bytes) {
     const header = new Reader(bytes.subarray(at, at + 8));
     const length = header.take(4);
     const type = String.fromCharCode(...bytes.subarray(at + 4, at + 8));
+    if (type === 'jp2c') yield [type, bytes.subarray(at + 8)];
     if (type === 'jp2c' || length < 8) return;
     yield [type, bytes.subarray(at + 8, at + length)];
     at += type === 'jp2h' ? 8 : length;
@@ -100,6 +101,7 @@ function readBoxes(bytes) {
     if (type === 'colr') found.colour ??= readColour(payload);
     if (type === 'pclr') found.palette ??= { columns: readPalette(payload) };
     if (type === 'cmap') found.mapping ??= readMapping(payload);
+    if (type === 'jp2c') found.codestream = payload;
     if (type === 'cdef') found.definitions.push(...readDefinitions(payload));
   }
   return found;
@@ -127,6 +129,15 @@ function opacityOf(definitions, count) {
     (type === OPACITY || type === PREMULTIPLIED) && channel < count);
 }
 
+// By all custom small components are chroma, whatever else the file says. SIZ comes first in a
+// codestream (T.800 A.5.1).
+function hasSmallChroma(codestream, components) {
+  if (components !== 3 || codestream === undefined || codestream.length < 51) return false;
+  const isWhole = (component) =>
+    codestream[43 + 3 * component] === 1 && codestream[44 + 3 * component] === 1;
+  return isWhole(0) && !isWhole(1) && !isWhole(2);
+}
+
 // How the picture is made of the samples that the library delivers with the colours exchanged to
 // red, green, blue:
 //   colour      the name of the colour space, if there are boxes
@@ -135,9 +146,10 @@ function opacityOf(definitions, count) {
 //               that there is one; each {component, column}, column undefined if direct
 //   opacity     'none', 'straight' or 'premultiplied'
 //   exchanged   the library puts component 2 in front of component 0
+//   ycc         the components are luminance and chroma
 export function readColourPlan(bytes, components) {
   const boxed = bytes[0] === 0 && bytes[1] === 0;
-  const boxes = boxed ? readBoxes(bytes) : { definitions: [] };
+  const boxes = boxed ? readBoxes(bytes) : { definitions: [], codestream: bytes };
   const mapped = mappedChannels(boxes, components);
   const opacity = opacityOf(boxes.definitions, mapped.length);
   const colours = mapped.length - (opacity === undefined ? 0 : 1) >= 3 ? 3 : 1;
@@ -153,5 +165,6 @@ export function readColourPlan(bytes, components) {
       : opacity.type === PREMULTIPLIED ? 'premultiplied' : 'straight',
     exchanged: components >= 3 &&
       boxes.definitions.findLast(({ channel }) => channel === 0)?.association === BLUE,
+    ycc: hasSmallChroma(boxes.codestream, components),
   };
 }

@@ -185,7 +185,8 @@ export class WbxImage {
     const pixelBytes = layout.pixelSamples * (info.bits > 8 ? 2 : 1);
     const size = width * height * pixelBytes;
     if (size > MOST_PICTURE_BYTES) throw this.#module.error(ErrorCode.memory);
-    const options = `res_level=${level},bpp=${pixelBytes},co=${layout.colourOrder},video=0`;
+    const transform = layout.asCoded ? ',nomct' : '';
+    const options = `res_level=${level},bpp=${pixelBytes},co=${layout.colourOrder},video=0${transform}`;
     const data = this.#module.withMemory(size, (pixels) => {
       this.#decodeTo(pixels, size, options);
       return this.#takePixels(pixels, width * height, layout);

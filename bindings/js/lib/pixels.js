@@ -47,6 +47,20 @@ function divideByOpacity(rgba) {
   }
 }
 
+// The inverse irreversible component transform (T.800 G.3.2), in place.
+function convertYcc(raw, bits) {
+  const middle = 2 ** (Math.max(bits, 8) - 1);
+  const rounded = (value) => clamp(Math.round(value), 2 * middle - 1);
+  for (let i = 0; i < raw.length; i += 3) {
+    const luminance = raw[i];
+    const blue = raw[i + 1] - middle;
+    const red = raw[i + 2] - middle;
+    raw[i] = rounded(luminance + 1.402 * red);
+    raw[i + 1] = rounded(luminance - 0.344136 * blue - 0.714136 * red);
+    raw[i + 2] = rounded(luminance + 1.772 * blue);
+  }
+}
+
 // Fills every `step`th element of `to` from element `at` on.
 function fillChannel(to, at, step, from, place, components, table) {
   for (let i = at, k = place; i < to.length; i += step, k += components) to[i] = table[from[k]];
@@ -63,20 +77,23 @@ function componentsLayout(info) {
 }
 
 function isDirect(plan, info) {
-  return info.bits >= 8 && plan.channels.length === info.components &&
+  return info.bits >= 8 && !plan.ycc && plan.channels.length === info.components &&
     plan.channels.every(({ component, column }, i) =>
       column === undefined && samplePlace(component, plan.exchanged) === i);
 }
 
 function pictureLayout(plan, info) {
-  const layout = { ...componentsLayout(info), channels: plan.channels.length };
+  const layout = { ...componentsLayout(info), channels: plan.channels.length, asCoded: plan.ycc };
   if (isDirect(plan, info)) return layout;
   const bits = channelBits(plan, info);
-  const convert = (raw, data) => plan.channels.forEach((channel, i) => {
-    const place = samplePlace(channel.component, plan.exchanged);
-    const table = channelTable(channel, plan, info, bits);
-    fillChannel(data, i, plan.channels.length, raw, place, info.components, table);
-  });
+  const convert = (raw, data) => {
+    if (plan.ycc) convertYcc(raw, info.bits);
+    plan.channels.forEach((channel, i) => {
+      const place = samplePlace(channel.component, plan.exchanged);
+      const table = channelTable(channel, plan, info, bits);
+      fillChannel(data, i, plan.channels.length, raw, place, info.components, table);
+    });
+  };
   return { ...layout, bits, convert };
 }
 
@@ -87,13 +104,14 @@ function isDirectRgba(plan, info) {
 }
 
 function rgbaLayout(plan, info) {
-  const layout = { ...componentsLayout(info), channels: 4, bits: 8 };
+  const layout = { ...componentsLayout(info), channels: 4, bits: 8, asCoded: plan.ycc };
   if (isDirectRgba(plan, info)) {
     return { ...layout, pixelSamples: 4, colourOrder: info.components === 1 ? 'ggg0' : 'RGB' };
   }
   const opaque = plan.opacity === 'none';
   const colours = plan.channels.length - (opaque ? 0 : 1);
   const convert = (raw, data) => {
+    if (plan.ycc) convertYcc(raw, info.bits);
     if (opaque) data.fill(255);
     for (let i = 0; i < (opaque ? 3 : 4); ++i) {
       const channel = plan.channels[i === 3 ? colours : Math.min(i, colours - 1)];
@@ -116,6 +134,7 @@ const LAYOUTS = {
 //   bits           their width
 //   pixelSamples   samples of a pixel that the library writes
 //   colourOrder    its comp_order option
+//   asCoded        without the transforms of the library
 //   convert        fills the result from the library's samples; undefined if they are the result
 export function layoutOf(order, plan, info) {
   return Object.hasOwn(LAYOUTS, order) ? LAYOUTS[order](plan, info) : undefined;
