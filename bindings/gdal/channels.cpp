@@ -30,7 +30,7 @@ std::vector<uint8_t> contents(GDALJP2Box& box) {
   return {data.get(), data.get() + length};
 }
 
-// The first colour specification counts, and the last channel definition.
+// The first colr box counts, and the last channel definition.
 Boxes readHeader(VSILFILE* file) {
   Boxes boxes;
   GDALJP2Box box(file);
