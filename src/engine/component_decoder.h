@@ -130,7 +130,8 @@ template <class Traits, class K>
 bool ComponentDecoder<Traits, K>::ensure(WorkingArea& area, i64 bytes) const {
   bool grew = false;
   if (!area.ensure(bytes, size_.width(), size_.height(), Traits::kMarginRows, &grew)) return false;
-  if (grew && Traits::kLogsPlane) logger.writeStamped("Wavelet: allocated(%p)", area.memory());
+  if (grew && Traits::kLogsPlane)
+    logger.writeStamped("Wavelet: allocated(%p)", static_cast<void*>(area.memory()));
   return true;
 }
 

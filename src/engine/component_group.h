@@ -26,6 +26,7 @@ struct EngineContext {
 // A component in work, whatever its kernel and samples.
 class ComponentWork {
  public:
+  virtual ~ComponentWork() = default;
   // Makes the working area large enough for `bytes`; false when memory runs out.
   [[nodiscard]] virtual bool ensure(WorkingArea& area, i64 bytes) const = 0;
   // Takes its place; without memory it is only counted.
@@ -37,9 +38,6 @@ class ComponentWork {
   // Writes the next row of the component; false when there is none to be had any more.
   [[nodiscard]] virtual bool writeRow(i32 y) = 0;
   virtual void clearAbsent() const = 0;
-
- protected:
-  ~ComponentWork() = default;
 };
 
 // Their rows are written side by side, so the components have the same number of them, and their
